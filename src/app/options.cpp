@@ -1,0 +1,118 @@
+#include "app/options.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstdlib>
+#include <iostream>
+#include <string_view>
+
+// The parser's own conversion lets some numbers wrap (5000000000 became 705032704) and recurses
+// once per digit. Declared before the header, this specialisation is what its int and list options
+// use.
+namespace cxxopts::values {
+template <typename T>
+void integer_parser(const std::string& text, T& value);
+template <>
+void integer_parser(const std::string& text, std::int32_t& value);
+}  // namespace cxxopts::values
+
+#include <cxxopts.hpp>
+
+// A decimal number, or a hexadecimal one behind "0x", either with a leading "-".
+template <>
+void cxxopts::values::integer_parser(const std::string& text, std::int32_t& value) {
+  std::string_view digits = text;
+  const bool negative = digits.substr(0, 1) == "-";
+  digits.remove_prefix(negative ? 1 : 0);
+  const bool hexadecimal = digits.substr(0, 2) == "0x";
+  digits.remove_prefix(hexadecimal ? 2 : 0);
+
+  std::uint32_t magnitude = 0;
+  const char* const end = digits.data() + digits.size();
+  const auto [stop, error] = std::from_chars(digits.data(), end, magnitude, hexadecimal ? 16 : 10);
+  const std::uint32_t limit = std::uint32_t{INT32_MAX} + (negative ? 1 : 0);
+  if (error != std::errc() || stop != end || magnitude > limit) {
+    throw argument_incorrect_type(text);
+  }
+  value = static_cast<std::int32_t>(negative ? -std::int64_t{magnitude} : std::int64_t{magnitude});
+}
+
+namespace {
+
+const char* const kBanner =
+    "\n"
+    "QM710 OSD Display Test Tool\n"
+    "Version: 0.1\n"
+    "Contact: the planeshow maintainers\n";
+
+const char* const kSupportedFormats =
+    "    ARGB8888\n"
+    "     RGB888 \n"
+    "     RGB565 \n";
+
+std::string helpText(const cxxopts::Options& parser) {
+  // The parser shows an empty default as nothing at all.
+  const std::string_view shown = "(default: )";
+  std::string text = parser.help({});
+  return text.replace(text.find(shown), shown.size(), "(default: \"\")");
+}
+
+[[noreturn]] void rejectWithHelp(const char* message, const cxxopts::Options& parser) {
+  std::cout << '\n' << message << '\n' << helpText(parser) << std::endl;
+  std::exit(0);
+}
+
+}  // namespace
+
+Cmdoptions parseArgs(int argc, const char** argv) {
+  Cmdoptions options;
+  cxxopts::Options parser("planeshow", kBanner);
+  using cxxopts::value;
+  using Ints = std::vector<std::int32_t>;
+  // clang-format off
+  parser.add_options()
+    ("i,input", "image file name", value<std::string>(options.input)->default_value(""))
+    ("f,format", "fmt", value<std::string>(options.format)->default_value("ARGB8888"))
+    ("afbc", "afbc compress enabled", value<bool>(options.afbc)->default_value("false"))
+    ("w,width", "image width", value<std::int32_t>(options.width)->default_value("720"))
+    ("h,height", "image height", value<std::int32_t>(options.height)->default_value("480"))
+    ("o,window", "display window", value<Ints>(options.window)->default_value("0,0,1920,1080"))
+    ("c,crop", "image crop", value<Ints>(options.crop)->default_value("0,0,0,0"))
+    ("t,target", "target output channel", value<std::int32_t>(options.target)->default_value("1"))
+    ("fastlogo", "enable fastlogo mode", value<bool>(options.fastlogo)->default_value("false"))
+    ("blank", "blank output", value<bool>(options.blank)->default_value("false"))
+    ("swap", "swap argb", value<bool>(options.swap)->default_value("false"))
+    ("colorIndex", "test argb color", value<std::int32_t>(options.colorIndex)->default_value("0"))
+    ("debug", "enable debug print", value<bool>(options.debug)->default_value("false"))
+    ("help", "print usage", value<bool>())
+    ("v,verbose", "print detail input args", value<bool>());
+  // clang-format on
+
+  try {
+    // The parser rearranges the list and reads past an empty one, so it gets a copy, and a program
+    // name even from a caller that passed none.
+    std::vector<char*> copies(static_cast<std::size_t>(std::max(argc, 1)));
+    std::transform(argv, argv + argc, copies.begin(),
+                   [](const char* arg) { return const_cast<char*>(arg); });
+    int count = static_cast<int>(copies.size());
+    char** list = copies.data();
+    const cxxopts::ParseResult result = parser.parse(count, list);
+
+    if (result.count("help") > 0) {
+      std::cout << helpText(parser) << '\n'
+                << "Supported Formats:\n"
+                << kSupportedFormats << std::endl;
+      std::exit(0);
+    }
+    if (options.input.empty() && !options.blank) {
+      rejectWithHelp("ERROR: please specify the input file name!", parser);
+    }
+    if (options.window.size() != 4 || options.crop.size() != 4) {
+      rejectWithHelp("ERROR: please specify the correct image crop or output window!", parser);
+    }
+  } catch (const cxxopts::OptionException& error) {
+    std::cout << "error parsing options: " << error.what() << std::endl;
+    std::exit(0);
+  }
+  return options;
+}

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <unistd.h>
+
+#include <cstdint>
+
+namespace orvan {
+
+// Owns one file descriptor; -1 when empty.
+class uniquefd {
+ public:
+  uniquefd() = default;
+  ~uniquefd() { reset(-1); }
+  uniquefd(const uniquefd&) = delete;
+  uniquefd& operator=(const uniquefd&) = delete;
+
+  // Closes the held descriptor and takes ownership of fd; a failed open's -1 leaves it empty.
+  void reset(std::int32_t fd) {
+    if (mFd != -1) {
+      close(mFd);
+    }
+    mFd = fd;
+  }
+
+  std::int32_t get() const { return mFd; }
+
+ private:
+  std::int32_t mFd = -1;
+};
+
+}  // namespace orvan
