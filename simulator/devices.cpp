@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdarg>
 #include <cstdio>
 #include <cstring>
 #include <sstream>
@@ -26,57 +25,52 @@ const char* nameOf(Kind kind) {
   return kind == Kind::Ion ? "/dev/ion" : kind == Kind::Ge2d ? "/dev/ge2d" : "buffer";
 }
 
-[[gnu::format(printf, 1, 2)]] void logLine(const char* format, ...) {
+std::string nameOf(const Object& object) {
+  return nameOf(object.kind) +
+         (object.kind == Kind::Buffer ? " " + std::to_string(object.number) : "");
+}
+
+void logLine(const std::string& line) {
   // Opened for each line: the tool's own descriptors keep the numbers of an ordinary run.
   const int fd = open(settings().log.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
-  if (fd < 0) {
-    fail("%s: %s", settings().log.c_str(), strerror(errno));
-  }
-  std::va_list args;
-  va_start(args, format);
-  vdprintf(fd, format, args);
-  va_end(args);
+  dprintf(fd, "%s\n", line.c_str());
   close(fd);
 }
 
 std::string resultText(int result) {
-  return result >= 0 ? std::to_string(result) : std::string("-1 ") + strerrorname_np(-result);
+  return " = " +
+         (result >= 0 ? std::to_string(result) : "-1 " + std::string(strerrorname_np(-result)));
 }
 
-// The fields as name=value; those only that differ from before, if that is given.
+// The record's fields as name=value; those only that differ from before, if that is given.
 std::string describe(const char* fields, const std::int32_t* words, const std::int32_t* before) {
-  std::ostringstream text;
+  std::string text;
   std::istringstream names(fields);
-  int at = 0;
   for (std::string name; names >> name;) {
     const std::size_t plus = name.find_first_not_of('+');
-    const int width = plus == 2 ? 2 : 1;
-    if (before == nullptr ||
-        memcmp(words + at, before + at, 4U * static_cast<unsigned>(width)) != 0) {
-      text << (text.tellp() > 0 ? " " : "") << name.substr(plus) << '=';
-      std::uint64_t value = 0;
-      memcpy(&value, words + at, 4U * static_cast<unsigned>(width));
-      plus == 0 ? text << words[at] : text << value;
+    const std::size_t count = plus == 2 ? 2 : 1;
+    std::uint64_t value = 0;
+    memcpy(&value, words, count * sizeof *words);
+    if (before == nullptr || memcmp(words, before, count * sizeof *words) != 0) {
+      text += (text.empty() ? "" : " ") + name.substr(plus) + "=" +
+              (plus == 0 ? std::to_string(*words) : std::to_string(value));
     }
-    at += width;
+    words += count;
+    before += before == nullptr ? 0 : count;
   }
-  return text.str();
+  return "{" + text + "}";
 }
-
-// Where the record holds its descriptor, in words.
-int descriptorWord(const Request& request) { return request.size == 24 ? 4 : 1; }
 
 int perform(const Request& request, std::int32_t* words, std::string& note) {
   const Fault* const fault = nextFault(request.name);
-  if (fault != nullptr && fault->kind == Fault::Kind::Errno) {
-    return -fault->value;
+  if (fault == nullptr || fault->answer > 0) {
+    const int result = request.perform(words, note);
+    return result == 0 && fault != nullptr ? fault->answer : result;
   }
-  if (fault != nullptr && fault->kind == Fault::Kind::NoDescriptor) {
-    words[descriptorWord(request)] = -1;
-    return 0;
+  if (fault->answer == 0) {
+    words[request.size == 24 ? 4 : 1] = -1;  // the descriptor of a modern allocation, or of a share
   }
-  const int result = request.perform(words, note);
-  return result == 0 && fault != nullptr ? fault->value : result;
+  return fault->answer;
 }
 
 }  // namespace
@@ -84,8 +78,7 @@ int perform(const Request& request, std::int32_t* words, std::string& note) {
 bool logging() { return !settings().log.empty(); }
 
 bool isDevice(const char* path) {
-  return path != nullptr &&
-         (strcmp(path, nameOf(Kind::Ion)) == 0 || strcmp(path, nameOf(Kind::Ge2d)) == 0);
+  return path == std::string(nameOf(Kind::Ion)) || path == std::string(nameOf(Kind::Ge2d));
 }
 
 const Object* objectOf(int fd) {
@@ -100,8 +93,8 @@ const Object* objectOf(int fd) {
   return nullptr;
 }
 
-int makeObject(Kind kind, std::uint64_t size, std::uint64_t backedSize, unsigned descriptorFlags) {
-  const int fd = memfd_create(nameOf(kind), descriptorFlags);
+int makeObject(Kind kind, std::uint64_t size, std::uint64_t backedSize, int flags) {
+  const int fd = memfd_create(nameOf(kind), (flags & O_CLOEXEC) != 0 ? MFD_CLOEXEC : 0);
   if (fd < 0) {
     return -errno;
   }
@@ -121,18 +114,17 @@ int makeObject(Kind kind, std::uint64_t size, std::uint64_t backedSize, unsigned
 }
 
 int openDevice(const char* path, int flags) {
-  const Kind kind = strcmp(path, nameOf(Kind::Ion)) == 0 ? Kind::Ion : Kind::Ge2d;
-  const Node node = kind == Kind::Ion ? settings().ion : settings().ge2d;
-  int result = node == Node::Absent ? -ENOENT : -EACCES;
-  if (node == Node::Present) {
-    result = makeObject(kind, 0, 0, (flags & O_CLOEXEC) != 0 ? MFD_CLOEXEC : 0);
-  }
+  const Kind kind = path == std::string(nameOf(Kind::Ion)) ? Kind::Ion : Kind::Ge2d;
+  const std::string& node = kind == Kind::Ion ? settings().ion : settings().ge2d;
+  const int result = node == "absent"      ? -ENOENT
+                     : node == "forbidden" ? -EACCES
+                                           : makeObject(kind, 0, 0, flags);
   if (logging()) {
     const char* const access[] = {"O_RDONLY", "O_WRONLY", "O_RDWR", "O_ACCMODE"};
     const int others = flags & ~(O_ACCMODE | O_CLOEXEC);
-    logLine("open %s %s%s%s = %s\n", path, access[flags & O_ACCMODE],
-            (flags & O_CLOEXEC) != 0 ? "|O_CLOEXEC" : "", others != 0 ? "|others" : "",
-            resultText(result).c_str());
+    logLine("open " + std::string(path) + " " + access[flags & O_ACCMODE] +
+            ((flags & O_CLOEXEC) != 0 ? "|O_CLOEXEC" : "") +
+            (others != 0 ? "|" + std::to_string(others) : "") + resultText(result));
   }
   return result;
 }
@@ -147,12 +139,14 @@ bool answerRequest(int fd, unsigned long code, void* record, int& result) {
     return false;
   }
   const auto number = static_cast<std::uint32_t>(code);
+  char text[32];
+  std::snprintf(text, sizeof text, "ioctl %d %08x", fd, number);
   const Request* const request =
       object->kind == Kind::Ion ? findIonRequest(number) : findGe2dRequest(number);
   if (request == nullptr || record == nullptr) {
     result = request == nullptr ? -ENOTTY : -EFAULT;
     if (logging()) {
-      logLine("ioctl %d %08x = %s\n", fd, number, resultText(result).c_str());
+      logLine(text + resultText(result));
     }
     return true;
   }
@@ -167,9 +161,12 @@ bool answerRequest(int fd, unsigned long code, void* record, int& result) {
     memcpy(record, words, request->size);
   }
   if (logging()) {
-    logLine("ioctl %d %08x %s {%s} = %s {%s}\n%s", fd, number, request->name,
-            describe(request->fields, before, nullptr).c_str(), resultText(result).c_str(),
-            result >= 0 ? describe(request->fields, words, before).c_str() : "", note.c_str());
+    logLine(std::string(text) + " " + request->name + " " +
+            describe(request->fields, before, nullptr) + resultText(result) +
+            (result >= 0 ? " " + describe(request->fields, words, before) : ""));
+    if (!note.empty()) {
+      logLine(note);
+    }
   }
   return true;
 }
@@ -183,11 +180,12 @@ int beforeMap(int fd, std::size_t length, int protection, int flags) {
     return 0;
   }
   const Fault* const fault = nextFault("map");
-  const int result = fault != nullptr ? -fault->value : 0;
+  const int result = fault != nullptr ? fault->answer : 0;
   if (logging()) {
-    logLine("map buffer %u %zu bytes %s%s%s = %s\n", object->number, length,
-            (protection & PROT_READ) != 0 ? "r" : "-", (protection & PROT_WRITE) != 0 ? "w" : "-",
-            (flags & MAP_SHARED) != 0 ? " shared" : "", resultText(result).c_str());
+    logLine("map " + nameOf(*object) + " " + std::to_string(length) + " bytes " +
+            ((protection & PROT_READ) != 0 ? "r" : "-") +
+            ((protection & PROT_WRITE) != 0 ? "w" : "-") +
+            ((flags & MAP_SHARED) != 0 ? " shared" : "") + resultText(result));
   }
   return result;
 }
@@ -195,8 +193,7 @@ int beforeMap(int fd, std::size_t length, int protection, int flags) {
 void beforeClose(int fd) {
   const Object* const object = logging() ? objectOf(fd) : nullptr;
   if (object != nullptr) {
-    logLine("close %d %s", fd, nameOf(object->kind));
-    object->kind == Kind::Buffer ? logLine(" %u\n", object->number) : logLine("\n");
+    logLine("close " + std::to_string(fd) + " " + nameOf(*object));
   }
 }
 

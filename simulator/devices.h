@@ -40,9 +40,9 @@ struct Object {
 
 // The object behind fd, or null.
 const Object* objectOf(int fd);
-// Makes an object of size bytes (backed at once, as an allocator's memory is) and a descriptor on
-// it, owned by the caller.
-int makeObject(Kind kind, std::uint64_t size, std::uint64_t backedSize, unsigned descriptorFlags);
+// Makes an object, its memory backed at once as an allocator's is, and returns a descriptor on it.
+// Of the flags O_CLOEXEC counts.
+int makeObject(Kind kind, std::uint64_t size, std::uint64_t backedSize, int flags);
 
 // One kind of request. Records are lists of 32-bit words; in fields "+" marks an unsigned word and
 // "++" an unsigned pair. Deliberately not the tool's own structs: a slip there must show here.

@@ -4,45 +4,47 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <vector>
 
 #include "devices.h"
+#include "layer.h"
+#include "settings.h"
 
 namespace sim {
 
 namespace {
 
-constexpr std::uint32_t kChannels = 2;
+// Keeps one piece of the driver's state in its folder, if there is one. The driver's answer does
+// not depend on it: what can't be kept is said on standard error.
+void keep(unsigned channel, const char* what, const char* bytes, std::size_t size) {
+  if (settings().state.empty()) {
+    return;
+  }
+  const std::string path = statePath(settings().state, channel, what);
+  std::ofstream file(path, std::ios::binary);
+  if (!file.write(bytes, static_cast<std::streamsize>(size)).flush()) {
+    dprintf(STDERR_FILENO, "planeshow-sim: %s: %s\n", path.c_str(), strerror(errno));
+  }
+}
 
-struct Channel {
-  unsigned buffer;  // 0 before the first layer
-  bool shown;
-};
-Channel channels[kChannels];
+// By its name in /proc: reading through fd itself would move the offset that the tool shares.
+std::vector<char> bytesOf(int fd, std::uint64_t size) {
+  std::vector<char> bytes(static_cast<std::size_t>(size));
+  std::ifstream file("/proc/self/fd/" + std::to_string(fd), std::ios::binary);
+  file.read(bytes.data(), static_cast<std::streamsize>(size));
+  return bytes;
+}
 
-// Words of the layer record.
-constexpr int kChannel = 0;
-constexpr int kDmaBufFd = 17;
-constexpr int kOutValue = 19;
-
-// The CRC-32 of zip and PNG, so that a person can compare it with the file's (crc32, cksum -a
-// crc32b).
-std::uint32_t crc32(int fd, std::uint64_t size) {
+// The CRC-32 of zip and PNG, so that a person can compare it with the file's.
+std::uint32_t crc32(const std::vector<char>& bytes) {
   std::uint32_t crc = UINT32_MAX;
-  unsigned char block[65536];
-  for (std::uint64_t at = 0; at < size;) {
-    const std::size_t wanted =
-        size - at < sizeof block ? static_cast<std::size_t>(size - at) : sizeof block;
-    const ssize_t got = pread64(fd, block, wanted, static_cast<off64_t>(at));
-    if (got <= 0) {
-      break;
+  for (const char byte : bytes) {
+    crc ^= static_cast<unsigned char>(byte);
+    for (int bit = 0; bit < 8; ++bit) {
+      crc = crc >> 1 ^ ((crc & 1) != 0 ? 0xEDB88320U : 0);
     }
-    for (ssize_t i = 0; i < got; ++i) {
-      crc ^= block[i];
-      for (int bit = 0; bit < 8; ++bit) {
-        crc = crc >> 1 ^ ((crc & 1) != 0 ? 0xEDB88320U : 0);
-      }
-    }
-    at += static_cast<std::uint64_t>(got);
   }
   return ~crc;
 }
@@ -57,14 +59,19 @@ int putPlane(std::int32_t* words, std::string& note) {
   if (buffer == nullptr || buffer->kind != Kind::Buffer) {
     return -EBADF;
   }
-  channels[channel] = {buffer->number, true};
   words[kOutValue] = ++layers;
-  if (logging()) {
-    char text[128];
-    std::snprintf(text, sizeof text, "layer channel %u buffer %u %llu bytes crc32 %08x\n", channel,
-                  buffer->number, static_cast<unsigned long long>(buffer->size),
-                  crc32(words[kDmaBufFd], buffer->size));
-    note = text;
+
+  if (logging() || !settings().state.empty()) {
+    const auto bytes = bytesOf(words[kDmaBufFd], buffer->size);
+    keep(channel, "layer", reinterpret_cast<const char*>(words), kLayerWords * sizeof *words);
+    keep(channel, "pixels", bytes.data(), bytes.size());
+    keep(channel, "shown", "1\n", 2);
+    if (logging()) {
+      char text[128];
+      std::snprintf(text, sizeof text, "layer channel %u buffer %u %zu bytes crc32 %08x", channel,
+                    buffer->number, bytes.size(), crc32(bytes));
+      note = text;
+    }
   }
   return 0;
 }
@@ -74,16 +81,20 @@ int presentPlane(std::int32_t* words, std::string& /*note*/) {
   if (channel >= kChannels) {
     return -EINVAL;
   }
-  channels[channel].shown = words[1] != 0;
+  keep(channel, "shown", words[1] != 0 ? "1\n" : "0\n", 2);
   return 0;
 }
 
 int setFastlogo(std::int32_t* words, std::string& /*note*/) {
-  return words[0] == 0 || words[0] == 1 ? 0 : -EINVAL;
+  if (words[0] != 0 && words[0] != 1) {
+    return -EINVAL;
+  }
+  keep(kNoChannel, "fastlogo", words[0] != 0 ? "1\n" : "0\n", 2);
+  return 0;
 }
 
 constexpr Request kRequests[] = {
-    {0x4631, "put", 80,
+    {0x4631, "put", kLayerWords * 4,
      "+channel param_a format param_b param_c param_d window_x window_y window_w window_h compress "
      "buf_width buf_height crop_x crop_y crop_w crop_h dma_buf_fd param_e out_value",
      putPlane},

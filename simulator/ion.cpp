@@ -1,7 +1,6 @@
 // The simulated ION allocator: one heap, number 1, of plain memory in whole pages.
 
 #include <fcntl.h>
-#include <sys/mman.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -40,7 +39,7 @@ int allocate(std::uint64_t length, std::uint32_t heapMask) {
   if (length > UINT32_MAX || backed > settings().memory - memoryUsed) {
     return -ENOMEM;
   }
-  const int fd = makeObject(Kind::Buffer, length, backed, MFD_CLOEXEC);
+  const int fd = makeObject(Kind::Buffer, length, backed, O_CLOEXEC);
   memoryUsed += fd >= 0 ? backed : 0;
   return fd;
 }
@@ -102,7 +101,7 @@ constexpr Request kLegacy[] = {
 }  // namespace
 
 const Request* findIonRequest(std::uint32_t code) {
-  return settings().legacy ? findRequest(kLegacy, code) : findRequest(kModern, code);
+  return settings().ion == "legacy" ? findRequest(kLegacy, code) : findRequest(kModern, code);
 }
 
 }  // namespace sim

@@ -27,7 +27,6 @@ int answer(int result) {
 
 }  // namespace
 
-// NOLINTBEGIN(cppcoreguidelines-macro-usage,bugprone-macro-parentheses): one definition per name
 #define SIM_OPEN(name, parameters, arguments)                             \
   extern "C" int name parameters {                                        \
     static auto* const next = nextDefinition<decltype(name)>(#name);      \
@@ -78,7 +77,6 @@ SIM_IOCTL(ioctl)
 SIM_IOCTL(__ioctl_time64)  // what ioctl is called with 64-bit time on 32-bit systems
 SIM_MMAP(mmap, off_t)
 SIM_MMAP(mmap64, off64_t)
-// NOLINTEND(cppcoreguidelines-macro-usage,bugprone-macro-parentheses)
 
 extern "C" int close(int fd) {
   static auto* const next = nextDefinition<decltype(close)>("close");

@@ -4,22 +4,32 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <charconv>
-#include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <regex>
 #include <sstream>
 
 namespace sim {
 
 namespace {
 
-template <typename Number>
-bool parseNumber(const std::string& text, Number& number) {
-  const char* const end = text.data() + text.size();
-  const auto [stop, error] = std::from_chars(text.data(), end, number);
-  return error == std::errc() && stop == end;
+[[noreturn]] void reject(const char* name, const std::string& value, const char* why) {
+  dprintf(STDERR_FILENO, "planeshow-sim: %s=%s: %s\n", name, value.c_str(), why);
+  _exit(2);
+}
+
+// The variable's value, or the first of the choices if it isn't set. No choices: any value.
+std::string read(const char* name, const std::vector<std::string>& choices) {
+  const char* const value = getenv(name);
+  if (value == nullptr || *value == '\0') {
+    return choices.empty() ? "" : choices[0];
+  }
+  bool known = choices.empty();
+  for (const std::string& choice : choices) {
+    known = known || choice == value;
+  }
+  return known ? value : (reject(name, value, "not one of its values"), "");
 }
 
 int errnoOf(const std::string& name) {
@@ -32,99 +42,58 @@ int errnoOf(const std::string& name) {
   return 0;
 }
 
-std::vector<std::string> split(const std::string& text, char separator) {
-  std::vector<std::string> pieces;
-  std::istringstream stream(text);
-  for (std::string piece; std::getline(stream, piece, separator);) {
-    pieces.push_back(piece);
-  }
-  return pieces;
-}
-
-// request:answer[:n[+]]
+// request:answer[:n[+]], the answer an errno's name, a positive number or "nofd".
 bool parseFault(const std::string& text, Fault& fault) {
-  const auto pieces = split(text, ':');
-  if (pieces.size() < 2 || pieces.size() > 3) {
+  static const std::regex pattern(
+      "(alloc|share|free|fastlogo|put|present|map):(E\\w+|[1-9]\\d{0,8}|nofd)(:([1-9]\\d{0,8})(\\+)"
+      "?)?");
+  std::smatch match;
+  if (!std::regex_match(text, match, pattern)) {
     return false;
   }
-  bool known = false;
-  for (const char* name : {"alloc", "free", "share", "map", "fastlogo", "put", "present"}) {
-    known = known || pieces[0] == name;
-  }
-  fault.request = pieces[0];
-  if (pieces[1] == "nofd") {
-    fault.kind = Fault::Kind::NoDescriptor;
-    known = known && (fault.request == "alloc" || fault.request == "share");
-  } else if (parseNumber(pieces[1], fault.value) && fault.value > 0) {
-    fault.kind = Fault::Kind::Result;
-    known = known && fault.request != "map";
-  } else {
-    fault.kind = Fault::Kind::Errno;
-    fault.value = errnoOf(pieces[1]);
-    known = known && fault.value != 0;
-  }
-  if (pieces.size() == 3) {
-    std::string when = pieces[2];
-    fault.andFollowing = !when.empty() && when.back() == '+';
-    if (fault.andFollowing) {
-      when.pop_back();
-    }
-    known = known && parseNumber(when, fault.first) && fault.first > 0;
-  }
-  return known;
-}
-
-Node parseNode(const char* name, const std::string& text) {
-  if (text == "absent") {
-    return Node::Absent;
-  }
-  if (text == "forbidden") {
-    return Node::Forbidden;
-  }
-  fail("%s=%s: no such kind of node", name, text.c_str());
+  fault.request = match[1];
+  const std::string answer = match[2];
+  fault.answer = answer[0] == 'E' ? -errnoOf(answer) : atoi(answer.c_str());
+  fault.first = match[4].matched ? static_cast<unsigned>(std::stoul(match[4])) : 1;
+  fault.andFollowing = !match[3].matched || match[5].matched;
+  const bool yieldsDescriptor = fault.request == "alloc" || fault.request == "share";
+  return answer == "nofd" ? yieldsDescriptor
+                          : fault.answer < 0 || (fault.answer > 0 && fault.request != "map");
 }
 
 Settings readSettings() {
   Settings settings;
-  const auto read = [](const char* name) {
-    const char* const text = getenv(name);
-    return std::string(text == nullptr ? "" : text);
-  };
-  const std::string ion = read("PLANESHOW_SIM_ION");
-  settings.legacy = ion == "legacy";
-  if (!ion.empty() && ion != "modern" && ion != "legacy") {
-    settings.ion = parseNode("PLANESHOW_SIM_ION", ion);
+  settings.ion = read("PLANESHOW_SIM_ION", {"modern", "legacy", "absent", "forbidden"});
+  settings.ge2d = read("PLANESHOW_SIM_GE2D", {"present", "absent", "forbidden"});
+  settings.log = read("PLANESHOW_SIM_LOG", {});
+  settings.state = read("PLANESHOW_SIM_STATE", {});
+  const std::string memory = read("PLANESHOW_SIM_MEMORY", {});
+  char* end = nullptr;
+  if (!memory.empty()) {
+    settings.memory = strtoull(memory.c_str(), &end, 10);
+    if (*end != '\0') {
+      reject("PLANESHOW_SIM_MEMORY", memory, "not a number of bytes");
+    }
   }
-  const std::string ge2d = read("PLANESHOW_SIM_GE2D");
-  if (!ge2d.empty() && ge2d != "present") {
-    settings.ge2d = parseNode("PLANESHOW_SIM_GE2D", ge2d);
-  }
-  const std::string memory = read("PLANESHOW_SIM_MEMORY");
-  if (!memory.empty() && !parseNumber(memory, settings.memory)) {
-    fail("PLANESHOW_SIM_MEMORY=%s: not a number of bytes", memory.c_str());
-  }
-  for (const std::string& text : split(read("PLANESHOW_SIM_FAIL"), ',')) {
+  std::istringstream faults(read("PLANESHOW_SIM_FAIL", {}));
+  for (std::string text; std::getline(faults, text, ',');) {
     Fault fault = {};
     if (!parseFault(text, fault)) {
-      fail("PLANESHOW_SIM_FAIL: '%s' is not request:answer[:n[+]]", text.c_str());
+      reject("PLANESHOW_SIM_FAIL", text, "not request:answer[:n[+]]");
     }
     settings.faults.push_back(fault);
   }
-  settings.log = read("PLANESHOW_SIM_LOG");
   return settings;
 }
 
-// Before main, so that a bad setting is seen whatever the run does. The log is opened only once
-// the settings are there: the library's own close asks for them.
+// Before main, so that a bad setting is seen whatever the run does.
 [[gnu::constructor]] void checkSettings() {
   const char* const log = settings().log.c_str();
-  if (*log != '\0') {
-    const int fd = open(log, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
-    if (fd < 0) {
-      fail("PLANESHOW_SIM_LOG=%s: %s", log, strerror(errno));
-    }
-    close(fd);
+  const int fd = *log == '\0' ? -1 : open(log, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
+  if (*log != '\0' && fd < 0) {
+    reject("PLANESHOW_SIM_LOG", log, strerrordesc_np(errno));
   }
+  close(fd);
 }
 
 }  // namespace
@@ -134,17 +103,7 @@ Settings& settings() {
   return settings;
 }
 
-void fail(const char* format, ...) {
-  char text[512];
-  std::va_list args;
-  va_start(args, format);
-  std::vsnprintf(text, sizeof text, format, args);
-  va_end(args);
-  dprintf(STDERR_FILENO, "planeshow-sim: %s\n", text);
-  _exit(2);
-}
-
-const Fault* nextFault(const char* request) {
+const Fault* nextFault(const std::string& request) {
   for (Fault& fault : settings().faults) {
     if (fault.request == request) {
       ++fault.seen;

@@ -1,0 +1,181 @@
+// Composes what the simulated display driver was given into a PNG: the screen as a person would see
+// it, channel 0 under channel 1.
+
+#include <png.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "layer.h"
+
+namespace {
+
+struct Pixel {
+  std::uint8_t red, green, blue, alpha;
+};
+
+struct Screen {
+  std::int32_t width = 1920;
+  std::int32_t height = 1080;
+  std::vector<std::uint8_t> rgb;
+
+  void blend(std::int64_t x, std::int64_t y, Pixel pixel) {
+    std::uint8_t* const at = &rgb[static_cast<std::size_t>((y * width + x) * 3)];
+    const std::uint8_t colour[] = {pixel.red, pixel.green, pixel.blue};
+    for (int i = 0; i < 3; ++i) {
+      const int sum = colour[i] * pixel.alpha + at[i] * (255 - pixel.alpha);
+      at[i] = static_cast<std::uint8_t>((sum + 127) / 255);
+    }
+  }
+};
+
+int complain(const std::string& what) {
+  std::fprintf(stderr, "planeshow-screen: %s\n", what.c_str());
+  return 1;
+}
+
+// A file's bytes; none if it can't be read.
+std::vector<std::uint8_t> contents(const std::string& path) {
+  std::ifstream file(path, std::ios::binary | std::ios::ate);
+  std::vector<std::uint8_t> bytes(file ? static_cast<std::size_t>(file.tellg()) : 0);
+  file.seekg(0);
+  file.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+  return bytes;
+}
+
+struct Format {
+  const char* name;
+  std::uint64_t bytes;  // per pixel
+};
+constexpr Format kFormats[] = {{"ARGB8888", 4}, {"RGB888", 3}, {"RGB565", 2}};
+
+// Little-endian fourcc order: the name's last letter comes first in memory.
+Pixel decode(const std::uint8_t* from, std::uint64_t bytes) {
+  if (bytes == 2) {
+    const int value = from[0] | from[1] << 8;
+    const int red = value >> 11;
+    const int green = value >> 5 & 63;
+    const int blue = value & 31;
+    return {static_cast<std::uint8_t>(red << 3 | red >> 2),
+            static_cast<std::uint8_t>(green << 2 | green >> 4),
+            static_cast<std::uint8_t>(blue << 3 | blue >> 2), 255};
+  }
+  return {from[2], from[1], from[0], bytes == 4 ? from[3] : std::uint8_t{255}};
+}
+
+// What stands for pixels that nobody here can decode.
+Pixel hatch(std::int64_t x, std::int64_t y) {
+  return (x + y) % 16 < 4 ? Pixel{255, 160, 0, 255} : Pixel{40, 40, 40, 255};
+}
+
+void drawChannel(unsigned channel, const std::string& folder, Screen& screen) {
+  const auto record = contents(sim::statePath(folder, channel, "layer"));
+  const auto shown = contents(sim::statePath(folder, channel, "shown"));
+  std::int32_t layer[sim::kLayerWords] = {};
+  if (shown.empty() || shown[0] != '1' || record.size() != sizeof layer) {
+    return;
+  }
+  std::memcpy(layer, record.data(), sizeof layer);
+  const auto pixels = contents(sim::statePath(folder, channel, "pixels"));
+  const std::uint64_t found = pixels.size();
+  const std::string name = "channel " + std::to_string(channel) + ": ";
+
+  const std::int64_t width = layer[sim::kSize];
+  const std::int64_t height = layer[sim::kSize + 1];
+  const bool known = layer[sim::kFormat] >= 0 && layer[sim::kFormat] < 3;
+  const Format format = known ? kFormats[layer[sim::kFormat]] : Format{"", 0};
+  const bool opaque = layer[sim::kCompress] != 0 || !known;
+  const auto area = width > 0 && height > 0 ? static_cast<std::uint64_t>(width * height) : 0;
+  const std::uint64_t needed = area * format.bytes;
+  if (layer[sim::kCompress] == 0 && !known) {
+    complain(name + "format " + std::to_string(layer[sim::kFormat]) +
+             " is unknown, so the length needed is too; the buffer has " + std::to_string(found) +
+             " bytes, drawn as a hatched box.");
+  } else if (!opaque && found < needed) {
+    complain(name + format.name + " of " + std::to_string(width) + "x" + std::to_string(height) +
+             " needs " + std::to_string(needed) + " bytes, the buffer has " +
+             std::to_string(found) + ": what is missing is not drawn.");
+  }
+
+  const std::int64_t windowX = layer[sim::kWindow];
+  const std::int64_t windowY = layer[sim::kWindow + 1];
+  const std::int64_t windowW = layer[sim::kWindow + 2];
+  const std::int64_t windowH = layer[sim::kWindow + 3];
+  const auto right = std::min<std::int64_t>(windowX + windowW, screen.width);
+  const auto bottom = std::min<std::int64_t>(windowY + windowH, screen.height);
+  for (std::int64_t y = std::max<std::int64_t>(windowY, 0); y < bottom; ++y) {
+    const std::int64_t row =
+        layer[sim::kCrop + 1] + (y - windowY) * layer[sim::kCrop + 3] / windowH;
+    for (std::int64_t x = std::max<std::int64_t>(windowX, 0); x < right; ++x) {
+      if (opaque) {
+        screen.blend(x, y, hatch(x, y));
+        continue;
+      }
+      const std::int64_t column =
+          layer[sim::kCrop] + (x - windowX) * layer[sim::kCrop + 2] / windowW;
+      if (column < 0 || row < 0 || column >= width || row >= height) {
+        continue;
+      }
+      const std::uint64_t at = static_cast<std::uint64_t>(row * width + column) * format.bytes;
+      if (at + format.bytes <= found) {
+        screen.blend(x, y, decode(&pixels[static_cast<std::size_t>(at)], format.bytes));
+      }
+    }
+  }
+}
+
+bool parseSize(const char* text, Screen& screen) {
+  const char* const end = text + std::strlen(text);
+  const char* const x = std::from_chars(text, end, screen.width).ptr;
+  return x < end && *x == 'x' && std::from_chars(x + 1, end, screen.height).ptr == end &&
+         screen.width > 0 && screen.height > 0 && screen.width <= 8192 && screen.height <= 8192;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  Screen screen;
+  if (argc != 3 && argc != 4) {
+    return complain("usage: planeshow-screen STATE_FOLDER PICTURE.png [WIDTHxHEIGHT]");
+  }
+  if (argc == 4 && !parseSize(argv[3], screen)) {
+    return complain(std::string(argv[3]) + ": the size is WIDTHxHEIGHT, each from 1 to 8192");
+  }
+  struct stat status = {};
+  if (stat(argv[1], &status) != 0 || !S_ISDIR(status.st_mode)) {
+    return complain(std::string(argv[1]) + ": no such folder");
+  }
+  screen.rgb.resize(static_cast<std::size_t>(screen.width) *
+                    static_cast<std::size_t>(screen.height) * 3);
+  for (unsigned channel = 0; channel < sim::kChannels; ++channel) {
+    drawChannel(channel, argv[1], screen);
+  }
+
+  png_image image = {};
+  image.version = PNG_IMAGE_VERSION;
+  image.width = static_cast<png_uint_32>(screen.width);
+  image.height = static_cast<png_uint_32>(screen.height);
+  image.format = PNG_FORMAT_RGB;
+  // Not png_image_write_to_file: on a failure it removes the file, be it a device.
+  const std::string path = argv[2];
+  std::FILE* const file = std::fopen(path.c_str(), "wb");
+  if (file == nullptr) {
+    return complain(path + ": " + std::strerror(errno));
+  }
+  if (png_image_write_to_stdio(&image, file, 0, screen.rgb.data(), 0, nullptr) == 0) {
+    std::fclose(file);
+    return complain(path + ": " + image.message);
+  }
+  if (std::fclose(file) != 0) {
+    return complain(path + ": " + std::strerror(errno));
+  }
+  return 0;
+}
