@@ -1,6 +1,8 @@
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <csignal>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -23,6 +25,21 @@ constexpr struct {
     {"RGB888", 1},
     {"RGB565", 2},
 };
+
+// Makes the output reach whoever reads it, and nobody else.
+void prepareOutput() {
+  // A closed standard descriptor would be the next that open gives, and reports would be written
+  // into the image's buffer or the display driver.
+  for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (fcntl(fd, F_GETFD) == -1) {
+      open("/dev/null", O_RDWR);
+    }
+  }
+  // A reader that has gone ("| head") must not keep the layer from the screen.
+  std::signal(SIGPIPE, SIG_IGN);
+  // Into pipes and files too, a line has left the process before a request that may hang the board.
+  std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
+}
 
 // The driver's format code, or -1 for a name that it doesn't have: the driver shall say so.
 std::int32_t formatCode(const std::string& name) {
@@ -122,6 +139,7 @@ _plane_info describeLayer(const Cmdoptions& options, std::int32_t format, int bu
 }  // namespace
 
 int main(int argc, char** argv) {
+  prepareOutput();
   const Cmdoptions options = parseArgs(argc, const_cast<const char**>(argv));
 
   if (options.blank) {

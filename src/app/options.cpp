@@ -57,6 +57,20 @@ std::string helpText(const cxxopts::Options& parser) {
   return text.replace(text.find(shown), shown.size(), "(default: \"\")");
 }
 
+// The parser matches every argument with a regular expression that recurses once per character
+// (some 26,000 overflow the stack) and whose "." stops at a line break. This one finds the same
+// parts without either; compiling it costs half a run, so only arguments that need it get it.
+void matchAnyLength(const std::vector<char*>& args) {
+  const auto isHard = [](std::string_view arg) {
+    return arg.size() > 1000 || arg.find_first_of("\r\n") != arg.npos;
+  };
+  if (std::any_of(args.begin() + 1, args.end(), isHard)) {
+    cxxopts::option_matcher.assign(
+        "--([[:alnum:]][-_[:alnum:]]+)(=((?:.|[\r\n])*))?|-([[:alnum:]]+)",
+        std::regex::ECMAScript | std::regex_constants::__polynomial);
+  }
+}
+
 [[noreturn]] void rejectWithHelp(const char* message, const cxxopts::Options& parser) {
   std::cout << '\n' << message << '\n' << helpText(parser) << std::endl;
   std::exit(0);
@@ -94,6 +108,7 @@ Cmdoptions parseArgs(int argc, const char** argv) {
     std::vector<char*> copies(static_cast<std::size_t>(std::max(argc, 1)));
     std::transform(argv, argv + argc, copies.begin(),
                    [](const char* arg) { return const_cast<char*>(arg); });
+    matchAnyLength(copies);
     int count = static_cast<int>(copies.size());
     char** list = copies.data();
     const cxxopts::ParseResult result = parser.parse(count, list);

@@ -1,0 +1,13 @@
+add_compile_options(-Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Wold-style-cast
+                    -Wnon-virtual-dtor -Wundef -Wformat=2 -Werror)
+
+if(PLANESHOW_SANITIZE)
+  add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=address,undefined)
+endif()
+
+# What is delivered is hardened.
+if(NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
+  add_compile_options(-fstack-protector-strong -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
+  add_link_options(-Wl,-z,relro,-z,now,-z,noexecstack)
+endif()

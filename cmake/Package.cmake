@@ -1,0 +1,12 @@
+# cpack makes one archive: for the device the tool alone, for the PC the simulated devices with it.
+if(PLANESHOW_STATIC)
+  set(CPACK_PACKAGE_FILE_NAME planeshow-${PROJECT_VERSION}-armhf)
+  install(FILES doc/README.device DESTINATION . RENAME README)
+else()
+  set(CPACK_PACKAGE_FILE_NAME planeshow-${PROJECT_VERSION}-pc)
+  install(FILES README.md DESTINATION .)
+endif()
+set(CPACK_GENERATOR TGZ)
+set(CPACK_PACKAGE_DIRECTORY ${CMAKE_BINARY_DIR})
+set(CPACK_STRIP_FILES ON)
+include(CPack)
