@@ -7,7 +7,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <sstream>
+#include <string>
 #include <vector>
 
 #include "settings.h"
@@ -45,8 +45,7 @@ std::string resultText(int result) {
 // The record's fields as name=value; those only that differ from before, if that is given.
 std::string describe(const char* fields, const std::int32_t* words, const std::int32_t* before) {
   std::string text;
-  std::istringstream names(fields);
-  for (std::string name; names >> name;) {
+  for (const std::string& name : split(fields, ' ')) {
     const std::size_t plus = name.find_first_not_of('+');
     const std::size_t count = plus == 2 ? 2 : 1;
     std::uint64_t value = 0;

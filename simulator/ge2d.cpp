@@ -5,7 +5,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <fstream>
 #include <vector>
 
 #include "devices.h"
@@ -23,17 +22,20 @@ void keep(unsigned channel, const char* what, const char* bytes, std::size_t siz
     return;
   }
   const std::string path = statePath(settings().state, channel, what);
-  std::ofstream file(path, std::ios::binary);
-  if (!file.write(bytes, static_cast<std::streamsize>(size)).flush()) {
+  std::FILE* const file = std::fopen(path.c_str(), "wb");
+  const bool written = file != nullptr && std::fwrite(bytes, 1, size, file) == size;
+  if (file == nullptr || std::fclose(file) != 0 || !written) {
     dprintf(STDERR_FILENO, "planeshow-sim: %s: %s\n", path.c_str(), strerror(errno));
   }
 }
 
-// By its name in /proc: reading through fd itself would move the offset that the tool shares.
+// By pread: a read through a duplicate would move the offset that the tool's descriptor shares.
 std::vector<char> bytesOf(int fd, std::uint64_t size) {
   std::vector<char> bytes(static_cast<std::size_t>(size));
-  std::ifstream file("/proc/self/fd/" + std::to_string(fd), std::ios::binary);
-  file.read(bytes.data(), static_cast<std::streamsize>(size));
+  std::size_t at = 0;
+  for (ssize_t got = 1; got > 0 && at < bytes.size(); at += static_cast<std::size_t>(got)) {
+    got = pread64(fd, &bytes[at], bytes.size() - at, static_cast<off64_t>(at));
+  }
   return bytes;
 }
 
@@ -63,7 +65,8 @@ int putPlane(std::int32_t* words, std::string& note) {
 
   if (logging() || !settings().state.empty()) {
     const auto bytes = bytesOf(words[kDmaBufFd], buffer->size);
-    keep(channel, "layer", reinterpret_cast<const char*>(words), kLayerWords * sizeof *words);
+    keep(channel, "layer", reinterpret_cast<const char*>(words),
+         kLayerWords * sizeof(std::int32_t));
     keep(channel, "pixels", bytes.data(), bytes.size());
     keep(channel, "shown", "1\n", 2);
     if (logging()) {
@@ -94,7 +97,7 @@ int setFastlogo(std::int32_t* words, std::string& /*note*/) {
 }
 
 constexpr Request kRequests[] = {
-    {0x4631, "put", kLayerWords * 4,
+    {0x4631, "put", 80,
      "+channel param_a format param_b param_c param_d window_x window_y window_w window_h compress "
      "buf_width buf_height crop_x crop_y crop_w crop_h dma_buf_fd param_e out_value",
      putPlane},

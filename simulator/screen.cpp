@@ -143,20 +143,23 @@ bool parseSize(const char* text, Screen& screen) {
 
 int main(int argc, char** argv) {
   Screen screen;
-  if (argc != 3 && argc != 4) {
-    return complain("usage: planeshow-screen STATE_FOLDER PICTURE.png [WIDTHxHEIGHT]");
+  const bool sized = argc == 5 && std::string(argv[1]) == "--size";
+  if (argc != 3 && !sized) {
+    return complain("usage: planeshow-screen [--size WIDTHxHEIGHT] STATE_FOLDER PICTURE.png");
   }
-  if (argc == 4 && !parseSize(argv[3], screen)) {
-    return complain(std::string(argv[3]) + ": the size is WIDTHxHEIGHT, each from 1 to 8192");
+  if (sized && !parseSize(argv[2], screen)) {
+    return complain(std::string(argv[2]) + ": the size is WIDTHxHEIGHT, each from 1 to 8192");
   }
+  const std::string folder = argv[argc - 2];
+  const std::string path = argv[argc - 1];
   struct stat status = {};
-  if (stat(argv[1], &status) != 0 || !S_ISDIR(status.st_mode)) {
-    return complain(std::string(argv[1]) + ": no such folder");
+  if (stat(folder.c_str(), &status) != 0 || !S_ISDIR(status.st_mode)) {
+    return complain(folder + ": no such folder");
   }
   screen.rgb.resize(static_cast<std::size_t>(screen.width) *
                     static_cast<std::size_t>(screen.height) * 3);
   for (unsigned channel = 0; channel < sim::kChannels; ++channel) {
-    drawChannel(channel, argv[1], screen);
+    drawChannel(channel, folder, screen);
   }
 
   png_image image = {};
@@ -165,7 +168,6 @@ int main(int argc, char** argv) {
   image.height = static_cast<png_uint_32>(screen.height);
   image.format = PNG_FORMAT_RGB;
   // Not png_image_write_to_file: on a failure it removes the file, be it a device.
-  const std::string path = argv[2];
   std::FILE* const file = std::fopen(path.c_str(), "wb");
   if (file == nullptr) {
     return complain(path + ": " + std::strerror(errno));

@@ -3,12 +3,12 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <charconv>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <regex>
-#include <sstream>
 
 namespace sim {
 
@@ -42,23 +42,35 @@ int errnoOf(const std::string& name) {
   return 0;
 }
 
+template <typename Number>
+bool parseNumber(const std::string& text, Number& number) {
+  const char* const end = text.data() + text.size();
+  const auto [stop, error] = std::from_chars(text.data(), end, number);
+  return error == std::errc() && stop == end && number > 0;
+}
+
 // request:answer[:n[+]], the answer an errno's name, a positive number or "nofd".
 bool parseFault(const std::string& text, Fault& fault) {
-  static const std::regex pattern(
-      "(alloc|share|free|fastlogo|put|present|map):(E\\w+|[1-9]\\d{0,8}|nofd)(:([1-9]\\d{0,8})(\\+)"
-      "?)?");
-  std::smatch match;
-  if (!std::regex_match(text, match, pattern)) {
+  std::vector<std::string> pieces = split(text, ':');
+  if (pieces.size() == 2) {
+    pieces.emplace_back("1+");
+  }
+  if (pieces.size() != 3 || pieces[2].empty()) {
     return false;
   }
-  fault.request = match[1];
-  const std::string answer = match[2];
-  fault.answer = answer[0] == 'E' ? -errnoOf(answer) : atoi(answer.c_str());
-  fault.first = match[4].matched ? static_cast<unsigned>(std::stoul(match[4])) : 1;
-  fault.andFollowing = !match[3].matched || match[5].matched;
+  fault.request = pieces[0];
+  fault.andFollowing = pieces[2].back() == '+';
+  if (fault.andFollowing) {
+    pieces[2].pop_back();
+  }
   const bool yieldsDescriptor = fault.request == "alloc" || fault.request == "share";
-  return answer == "nofd" ? yieldsDescriptor
-                          : fault.answer < 0 || (fault.answer > 0 && fault.request != "map");
+  const bool isRequest = yieldsDescriptor || fault.request == "free" || fault.request == "put" ||
+                         fault.request == "present" || fault.request == "fastlogo";
+  fault.answer = -errnoOf(pieces[1]);
+  const bool fits = fault.answer < 0      ? isRequest || fault.request == "map"
+                    : pieces[1] == "nofd" ? yieldsDescriptor
+                                          : isRequest && parseNumber(pieces[1], fault.answer);
+  return fits && parseNumber(pieces[2], fault.first);
 }
 
 Settings readSettings() {
@@ -68,15 +80,10 @@ Settings readSettings() {
   settings.log = read("PLANESHOW_SIM_LOG", {});
   settings.state = read("PLANESHOW_SIM_STATE", {});
   const std::string memory = read("PLANESHOW_SIM_MEMORY", {});
-  char* end = nullptr;
-  if (!memory.empty()) {
-    settings.memory = strtoull(memory.c_str(), &end, 10);
-    if (*end != '\0') {
-      reject("PLANESHOW_SIM_MEMORY", memory, "not a number of bytes");
-    }
+  if (!memory.empty() && !parseNumber(memory, settings.memory)) {
+    reject("PLANESHOW_SIM_MEMORY", memory, "not a number of bytes");
   }
-  std::istringstream faults(read("PLANESHOW_SIM_FAIL", {}));
-  for (std::string text; std::getline(faults, text, ',');) {
+  for (const std::string& text : split(read("PLANESHOW_SIM_FAIL", {}), ',')) {
     Fault fault = {};
     if (!parseFault(text, fault)) {
       reject("PLANESHOW_SIM_FAIL", text, "not request:answer[:n[+]]");
@@ -97,6 +104,16 @@ Settings readSettings() {
 }
 
 }  // namespace
+
+std::vector<std::string> split(const std::string& text, char separator) {
+  std::vector<std::string> pieces;
+  for (std::size_t at = 0; at < text.size();) {
+    const std::size_t end = std::min(text.find(separator, at), text.size());
+    pieces.push_back(text.substr(at, end - at));
+    at = end + 1;
+  }
+  return pieces;
+}
 
 Settings& settings() {
   static Settings& settings = *new Settings(readSettings());  // used until the last exit handler

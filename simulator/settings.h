@@ -25,6 +25,9 @@ struct Settings {
   std::string state;  // folder, empty for none
 };
 
+// The pieces between the separators: "a,b" has two, "" none.
+std::vector<std::string> split(const std::string& text, char separator);
+
 // Read from the environment once. A setting that makes no sense ends the process with status 2 and
 // one line on standard error: a test on devices other than those asked for is worse than none.
 Settings& settings();

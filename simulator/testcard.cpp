@@ -35,15 +35,15 @@ constexpr Glyph kGlyphs[] = {
 
 struct Format {
   std::string_view name;
-  int bytes;
+  std::size_t bytes;  // per pixel
 };
 constexpr Format kFormats[] = {{"ARGB8888", 4}, {"RGB888", 3}, {"RGB565", 2}};
 
 // The card, from top to bottom: bars, a ramp from black to white, a line of text.
 class Card {
  public:
-  Card(std::int64_t width, std::int64_t height, const std::string& text)
-      : mWidth(width), mHeight(height), mText(text) {}
+  Card(std::int64_t width, std::int64_t height, std::string text)
+      : mWidth(width), mHeight(height), mText(std::move(text)) {}
 
   Colour at(std::int64_t x, std::int64_t y) const {
     if (x == 0 || y == 0 || x == mWidth - 1 || y == mHeight - 1) {
@@ -119,7 +119,7 @@ class Card {
 };
 
 // Little-endian fourcc order: the name's last letter comes first in memory.
-void encode(Colour c, int bytes, std::uint8_t* to) {
+void encode(Colour c, std::size_t bytes, std::uint8_t* to) {
   if (bytes == 2) {
     const int value = c.red >> 3 << 11 | c.green >> 2 << 5 | c.blue >> 3;
     to[0] = static_cast<std::uint8_t>(value);
@@ -155,12 +155,12 @@ int main(int argc, char** argv) {
   std::int32_t width = 0;
   std::int32_t height = 0;
   const char* const end = argv[2] + std::strlen(argv[2]);
-  const char* const x = std::from_chars(argv[2], end, width).ptr;
-  const bool sized = x < end && *x == 'x' && std::from_chars(x + 1, end, height).ptr == end;
-  if (!sized || width < 2 || height < 2 ||
-      std::int64_t{width} * height > (std::int64_t{UINT32_MAX} / format->bytes)) {
+  const char* const by = std::from_chars(argv[2], end, width).ptr;
+  const bool sized = by < end && *by == 'x' && std::from_chars(by + 1, end, height).ptr == end;
+  const auto pixels = static_cast<std::uint64_t>(width) * static_cast<std::uint64_t>(height);
+  if (!sized || width < 1 || height < 1 || pixels > UINT32_MAX / format->bytes) {
     return complain(std::string(argv[2]) +
-                    ": the size is WIDTHxHEIGHT, both 2 or more, and a card has less than 4 GiB");
+                    ": the size is WIDTHxHEIGHT, both 1 or more, and a card has less than 4 GiB");
   }
 
   const std::string path = argv[3];
@@ -169,19 +169,18 @@ int main(int argc, char** argv) {
     return complain(path + ": " + std::strerror(errno));
   }
   const Card card(width, height, std::string(format->name) + " " + argv[2]);
-  std::vector<std::uint8_t> row(static_cast<std::size_t>(width) *
-                                static_cast<std::size_t>(format->bytes));
+  std::vector<std::uint8_t> row(static_cast<std::size_t>(width) * format->bytes);
   bool written = true;
-  const bool slow = std::int64_t{width} * height > 50'000'000;
-  for (std::int32_t y = 0; y < height && written; ++y) {
-    for (std::int32_t column = 0; column < width; ++column) {
-      encode(card.at(column, y), format->bytes,
-             &row[static_cast<std::size_t>(column * format->bytes)]);
+  std::int64_t percent = 0;
+  for (std::int64_t y = 0; y < height && written; ++y) {
+    std::uint8_t* to = row.data();
+    for (std::int64_t x = 0; x < width; ++x, to += format->bytes) {
+      encode(card.at(x, y), format->bytes, to);
     }
     written = std::fwrite(row.data(), row.size(), 1, file) == 1;
-    if (slow && (y + 1) * std::int64_t{10} / height > y * std::int64_t{10} / height) {
-      std::fprintf(stderr, "planeshow-testcard: %d %%\n",
-                   static_cast<int>((y + 1) * std::int64_t{100} / height));
+    if (pixels > 50'000'000 && (y + 1) * 100 / height >= percent + 10) {
+      percent += 10;
+      std::fprintf(stderr, "planeshow-testcard: %d %%\n", static_cast<int>(percent));
     }
   }
   const int error = errno;

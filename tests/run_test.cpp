@@ -2,7 +2,8 @@
 // with its whole output, its status and the log of the simulated devices.
 //
 //   == Name          a case
-//   $ command        run by sh; planeshow and probe are the built programs on simulated devices
+//   $ command        run by sh, with the built programs in the path, planeshow and probe on the
+//                    simulated devices
 //   ? 1              its status, 0 if not given
 //   > line           of standard output     ! line  of standard error     @ line  of the device log
 //   = name           the lines of that snippet
@@ -32,7 +33,7 @@ struct Case {
 
 std::string contents(const std::filesystem::path& path) {
   std::ifstream file(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(file), {});
+  return {std::istreambuf_iterator<char>(file), {}};
 }
 
 // The file's cases, and the snippets that all files share.
@@ -124,6 +125,8 @@ CASES(Display, "display.txt");
 CASES(Failures, "failures.txt");
 CASES(NoDevice, "no_device.txt");
 CASES(Parts, "parts.txt");
+CASES(TestCard, "test_card.txt");
+CASES(Screen, "screen.txt");
 GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(Run);
 
 }  // namespace

