@@ -1,20 +1,20 @@
 #!/usr/bin/env bash
-# Installs what is missing for one purpose (demo, test, check or bench), and fetches the option
+# Installs what is missing for one purpose (demo, test, check, package or bench), and fetches the option
 # parser's header into build/deps. Changes nothing when all is there.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 purpose=${1:-demo}
 packages=(cmake g++ ninja-build libpng-dev)
+arm=(g++-arm-linux-gnueabihf qemu-user googletest)
 case $purpose in
-  demo) packages+=(imagemagick) ;;
-  test | check)
-    packages+=(imagemagick googletest g++-arm-linux-gnueabihf qemu-user man-db valgrind)
-    [ "$purpose" = test ] || packages+=(clang clang-format clang-tidy cppcheck)
-    ;;
+  demo) ;;
+  test) packages+=("${arm[@]}" imagemagick man-db) ;;
+  check) packages+=("${arm[@]}" imagemagick man-db git clang clang-format clang-tidy cppcheck shellcheck valgrind) ;;
+  package) packages+=("${arm[@]}") ;;
   bench) packages+=(hyperfine time valgrind) ;;
   *)
-    echo "usage: scripts/setup.sh [demo|test|check|bench]" >&2
+    echo "usage: scripts/setup.sh [demo|test|check|package|bench]" >&2
     exit 2
     ;;
 esac
@@ -41,6 +41,7 @@ sum=aa071c1fdb984c3279e811937605b45d50c45291192ace3c5c8c1ed1badf5632
 package=$deps/libcxxopts-dev_${version}_amd64.deb
 if [ ! -f "$deps/cxxopts/usr/include/cxxopts.hpp" ]; then
   echo "== Fetching libcxxopts-dev $version"
+  # shellcheck disable=SC2016  # apt's own variable
   mirror=$(apt-get indextargets --format '$(REPO_URI)' 'Created-By: Packages' | grep -v security | head -n 1)
   private=$deps/apt
   mkdir -p "$private/lists/partial" "$private/cache/archives/partial"

@@ -1,11 +1,11 @@
 #!/usr/bin/env bash
-# Sets up, builds and passes the tests: on this PC, with sanitizers, and on the 32-bit ARM build
-# under emulation. The last lines are the test runner's own, for all of them together.
+# Sets up, builds and passes the tests: on this PC, with sanitizers, and as 32-bit ARM programs under
+# emulation. The last lines are the test runner's own, for all of them together.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/setup.sh test
 
-presets=(debug asan)
+presets=(debug asan arm arm-release)
 for preset in "${presets[@]}"; do
   echo "== Building $preset"
   cmake --preset "$preset" >/dev/null
@@ -13,5 +13,5 @@ for preset in "${presets[@]}"; do
 done
 
 echo "== Testing"
-printf 'subdirs(%s)\n' "${presets[@]}" >build/CTestTestfile.cmake
-ctest --test-dir build --output-on-failure --parallel "$(nproc)" --progress --no-tests=error
+printf 'subdirs(%s)\n' "${presets[*]}" >build/CTestTestfile.cmake
+ctest --test-dir build --output-on-failure --parallel "$(nproc)" --no-tests=error

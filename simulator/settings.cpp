@@ -74,13 +74,13 @@ bool parseFault(const std::string& text, Fault& fault) {
 }
 
 Settings readSettings() {
-  Settings settings;
-  settings.ion = read("PLANESHOW_SIM_ION", {"modern", "legacy", "absent", "forbidden"});
-  settings.ge2d = read("PLANESHOW_SIM_GE2D", {"present", "absent", "forbidden"});
-  settings.log = read("PLANESHOW_SIM_LOG", {});
-  settings.state = read("PLANESHOW_SIM_STATE", {});
+  Settings found;
+  found.ion = read("PLANESHOW_SIM_ION", {"modern", "legacy", "absent", "forbidden"});
+  found.ge2d = read("PLANESHOW_SIM_GE2D", {"present", "absent", "forbidden"});
+  found.log = read("PLANESHOW_SIM_LOG", {});
+  found.state = read("PLANESHOW_SIM_STATE", {});
   const std::string memory = read("PLANESHOW_SIM_MEMORY", {});
-  if (!memory.empty() && !parseNumber(memory, settings.memory)) {
+  if (!memory.empty() && !parseNumber(memory, found.memory)) {
     reject("PLANESHOW_SIM_MEMORY", memory, "not a number of bytes");
   }
   for (const std::string& text : split(read("PLANESHOW_SIM_FAIL", {}), ',')) {
@@ -88,9 +88,9 @@ Settings readSettings() {
     if (!parseFault(text, fault)) {
       reject("PLANESHOW_SIM_FAIL", text, "not request:answer[:n[+]]");
     }
-    settings.faults.push_back(fault);
+    found.faults.push_back(fault);
   }
-  return settings;
+  return found;
 }
 
 // Before main, so that a bad setting is seen whatever the run does.

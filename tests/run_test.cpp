@@ -42,7 +42,7 @@ std::vector<Case> readCases(const std::string& path) {
   std::map<std::string, std::vector<std::string>> snippets;
   std::vector<std::string>* snippet = nullptr;
   std::stringstream file;
-  file << contents(CASE_DIR "/snippets.txt") << contents(path);
+  file << contents(SOURCE_DIR "/tests/cases/snippets.txt") << contents(path);
   std::function<void(const std::string&)> take = [&](const std::string& line) {
     if (line[0] == '=') {
       if (snippets.count(line.substr(2)) == 0) {
@@ -98,6 +98,7 @@ TEST_P(Run, Case) {
     close(fd);
   }
   setenv("PATH", (TOOLS ":" + std::string(getenv("PATH"))).c_str(), 1);
+  setenv("SOURCE", SOURCE_DIR, 1);
   setenv("PLANESHOW_SIM_LOG", (folder / "log").c_str(), 1);
   std::ofstream("command") << c.command;
   const int status = std::system("sh ./command >out 2>err </dev/null");
@@ -118,8 +119,9 @@ TEST_P(Run, Case) {
 
 std::string nameOf(const testing::TestParamInfo<Case>& info) { return info.param.name; }
 
-#define CASES(name, file) \
-  INSTANTIATE_TEST_SUITE_P(name, Run, testing::ValuesIn(readCases(CASE_DIR "/" file)), nameOf)
+#define CASES(name, file)             \
+  INSTANTIATE_TEST_SUITE_P(name, Run, \
+                           testing::ValuesIn(readCases(SOURCE_DIR "/tests/cases/" file)), nameOf)
 CASES(CommandLine, "command_line.txt");
 CASES(Display, "display.txt");
 CASES(Failures, "failures.txt");
@@ -127,6 +129,7 @@ CASES(NoDevice, "no_device.txt");
 CASES(Parts, "parts.txt");
 CASES(TestCard, "test_card.txt");
 CASES(Screen, "screen.txt");
+CASES(Manual, "manual.txt");
 GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(Run);
 
 }  // namespace

@@ -18,11 +18,11 @@ namespace {
 class iondev {
  public:
   iondev() {
-    const int fd = ion_open();
-    if (fd < 0) {
+    const int opened = ion_open();
+    if (opened < 0) {
       Debug::gDebugInstance.error("%s: ion_open() failed, %s", "iondev", strerror(errno));
     }
-    mFd.reset(fd);
+    mFd.reset(opened);
   }
 
   int fd() const { return mFd.get(); }

@@ -29,11 +29,11 @@ static_assert(FBIOPUT_PLANEINFO == 0x4631 && FBIOPRESENT_PLANE == 0x4632 &&
 class svpdev {
  public:
   svpdev() {
-    const int fd = open("/dev/ge2d", O_RDWR);
-    if (fd < 0) {
+    const int opened = open("/dev/ge2d", O_RDWR);
+    if (opened < 0) {
       Debug::gDebugInstance.error("%s: Open '/dev/ge2d' failed, %s", "svpdev", strerror(errno));
     }
-    mFd.reset(fd);
+    mFd.reset(opened);
   }
 
   int fd() const { return mFd.get(); }

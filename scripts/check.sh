@@ -1,0 +1,32 @@
+#!/usr/bin/env bash
+# What the compiler and the tests don't see: format, static analysis, the other compiler, and every
+# test once more with valgrind.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+scripts/setup.sh check
+mapfile -t sources < <(git ls-files '*.cpp')
+mapfile -t headers < <(git ls-files '*.h')
+
+echo "== clang-format"
+clang-format --dry-run --Werror "${sources[@]}" "${headers[@]}"
+
+echo "== g++ and clang++, without a warning"
+cmake --preset debug >/dev/null
+cmake --build --preset debug
+CXX=clang++ cmake -S . -B build/clang -G Ninja -DCMAKE_BUILD_TYPE=Debug >/dev/null
+cmake --build build/clang
+
+echo "== clang-tidy"
+printf '%s\n' "${sources[@]}" | grep -v '^bench/' |
+  xargs -P "$(nproc)" -n 2 clang-tidy -p build/debug --quiet
+
+echo "== cppcheck"
+cppcheck --quiet --std=c++17 --language=c++ --enable=warning,style,performance,portability \
+  --inline-suppr --library=googletest --suppressions-list=.cppcheck --error-exitcode=1 -I src src simulator tests bench
+
+echo "== shellcheck"
+shellcheck scripts/*.sh .ci/run bench/run.sh simulator/planeshow-sim.in
+
+echo "== valgrind over the tests"
+WRAP="valgrind --quiet --error-exitcode=99 --leak-check=full --errors-for-leak-kinds=definite,indirect,possible" \
+  ctest --test-dir build/debug --output-on-failure --parallel "$(nproc)" --no-tests=error | tail -n 8
