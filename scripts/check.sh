@@ -18,7 +18,7 @@ cmake --build build/clang
 
 echo "== clang-tidy"
 printf '%s\n' "${sources[@]}" | grep -v '^bench/' |
-  xargs -P "$(nproc)" -n 2 clang-tidy -p build/debug --quiet
+  xargs -P "$(nproc)" -n 2 clang-tidy -p build/debug --quiet 2> >(grep -v 'warnings generated' >&2)
 
 echo "== cppcheck"
 cppcheck --quiet --std=c++17 --language=c++ --enable=warning,style,performance,portability \
@@ -28,5 +28,6 @@ echo "== shellcheck"
 shellcheck scripts/*.sh .ci/run bench/run.sh simulator/planeshow-sim.in
 
 echo "== valgrind over the tests"
-WRAP="valgrind --quiet --error-exitcode=99 --leak-check=full --errors-for-leak-kinds=definite,indirect,possible" \
+# Not through Debian's script of that name: the simulated devices would be preloaded into its shell.
+WRAP="valgrind.bin --quiet --error-exitcode=99 --leak-check=full --errors-for-leak-kinds=definite,indirect,possible" \
   ctest --test-dir build/debug --output-on-failure --parallel "$(nproc)" --no-tests=error | tail -n 8

@@ -125,9 +125,9 @@ Cmdoptions parseArgs(int argc, const char** argv) {
     if (options.window.size() != 4 || options.crop.size() != 4) {
       rejectWithHelp("ERROR: please specify the correct image crop or output window!", parser);
     }
+    return options;
   } catch (const cxxopts::OptionException& error) {
     std::cout << "error parsing options: " << error.what() << std::endl;
-    std::exit(0);
   }
-  return options;
+  std::exit(0);  // out here, where the error has been released
 }

@@ -8,7 +8,7 @@ const Debug Debug::gDebugInstance;
 void printMessage(const char* format, std::va_list args) {
   const int savedErrno = errno;  // stdout may be closed or full
   char text[1024] = {};
-  std::vsnprintf(text, sizeof text, format, args);  // NOLINT(clang-analyzer-valist.*): the caller's
+  std::vsnprintf(text, sizeof text, format, args);
   std::puts(text);
   errno = savedErrno;
 }
