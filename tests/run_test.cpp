@@ -99,6 +99,7 @@ TEST_P(Run, Case) {
   }
   setenv("PATH", (TOOLS ":" + std::string(getenv("PATH"))).c_str(), 1);
   setenv("SOURCE", SOURCE_DIR, 1);
+  setenv("BITS", sizeof(void*) == 4 ? "32" : "64", 1);
   setenv("PLANESHOW_SIM_LOG", (folder / "log").c_str(), 1);
   std::ofstream("command") << c.command;
   const int status = std::system("sh ./command >out 2>err </dev/null");
