@@ -7,8 +7,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <string>
-#include <vector>
+#include <string_view>
 
 #include "settings.h"
 
@@ -16,42 +15,50 @@ namespace sim {
 
 namespace {
 
-std::vector<Object>& objects() {
-  static auto& objects = *new std::vector<Object>;  // in use until the last exit handler
-  return objects;
-}
+// Plain text, there before any constructor has run: so are the preloaded calls.
+constexpr std::string_view kIon = "/dev/ion";
+constexpr std::string_view kGe2d = "/dev/ge2d";
 
-const char* nameOf(Kind kind) {
-  return kind == Kind::Ion ? "/dev/ion" : kind == Kind::Ge2d ? "/dev/ge2d" : "buffer";
-}
+// In fields "+" marks an unsigned word and "++" an unsigned pair. Deliberately not the tool's own
+// structs: a slip there must show here.
+struct Request {
+  const char* driver;  // the allocator's interface, or the display's node
+  std::uint32_t code;
+  const char* name;
+  std::size_t size;  // bytes
+  const char* fields;
+  int (*perform)(std::int32_t* words);
+};
 
-std::string nameOf(const Object& object) {
-  return nameOf(object.kind) +
-         (object.kind == Kind::Buffer ? " " + std::to_string(object.number) : "");
-}
-
-void logLine(const std::string& line) {
-  // Opened for each line: the tool's own descriptors keep the numbers of an ordinary run.
-  const int fd = open(settings().log.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
-  dprintf(fd, "%s\n", line.c_str());
-  close(fd);
-}
+constexpr Request kRequests[] = {
+    {"modern", 0xC0184900, "alloc", 24, "++len +heap_mask +flags fd +reserved", modernAlloc},
+    {"legacy", 0xC0144900, "alloc", 20, "+len +align +heap_mask +flags handle", legacyAlloc},
+    {"legacy", 0xC0044901, "free", 4, "handle", legacyFree},
+    {"legacy", 0xC0084904, "share", 8, "handle fd", legacyShare},
+    {"ge2d", 0x4631, "put", 80,
+     "+channel param_a format param_b param_c param_d window_x window_y window_w window_h compress "
+     "buf_width buf_height crop_x crop_y crop_w crop_h dma_buf_fd param_e out_value",
+     putPlane},
+    {"ge2d", 0x4632, "present", 8, "+channel +enable", presentPlane},
+    {"ge2d", 0x4635, "fastlogo", 4, "mode", setFastlogo},
+};
 
 std::string resultText(int result) {
   return " = " +
-         (result >= 0 ? std::to_string(result) : "-1 " + std::string(strerrorname_np(-result)));
+         (result < 0 ? std::string("-1 ") + strerrorname_np(-result) : std::to_string(result));
 }
 
 // The record's fields as name=value; those only that differ from before, if that is given.
-std::string describe(const char* fields, const std::int32_t* words, const std::int32_t* before) {
+std::string describe(const Request& request, const std::int32_t* words,
+                     const std::int32_t* before) {
   std::string text;
-  for (const std::string& name : split(fields, ' ')) {
-    const std::size_t plus = name.find_first_not_of('+');
+  for (const std::string& field : split(request.fields, ' ')) {
+    const std::size_t plus = field.find_first_not_of('+');
     const std::size_t count = plus == 2 ? 2 : 1;
     std::uint64_t value = 0;
     memcpy(&value, words, count * sizeof *words);
     if (before == nullptr || memcmp(words, before, count * sizeof *words) != 0) {
-      text += (text.empty() ? "" : " ") + name.substr(plus) + "=" +
+      text += (text.empty() ? "" : " ") + field.substr(plus) + "=" +
               (plus == 0 ? std::to_string(*words) : std::to_string(value));
     }
     words += count;
@@ -60,14 +67,14 @@ std::string describe(const char* fields, const std::int32_t* words, const std::i
   return "{" + text + "}";
 }
 
-int perform(const Request& request, std::int32_t* words, std::string& note) {
+int perform(const Request& request, std::int32_t* words) {
   const Fault* const fault = nextFault(request.name);
   if (fault == nullptr || fault->answer > 0) {
-    const int result = request.perform(words, note);
+    const int result = request.perform(words);
     return result == 0 && fault != nullptr ? fault->answer : result;
   }
   if (fault->answer == 0) {
-    words[request.size == 24 ? 4 : 1] = -1;  // the descriptor of a modern allocation, or of a share
+    words[request.perform == modernAlloc ? 4 : 1] = -1;  // the descriptor
   }
   return fault->answer;
 }
@@ -76,48 +83,41 @@ int perform(const Request& request, std::int32_t* words, std::string& note) {
 
 bool logging() { return !settings().log.empty(); }
 
-bool isDevice(const char* path) {
-  return path == std::string(nameOf(Kind::Ion)) || path == std::string(nameOf(Kind::Ge2d));
+void logLine(const std::string& line) {
+  // Opened for each line: the tool's own descriptors keep the numbers of an ordinary run.
+  const int fd = open(settings().log.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
+  dprintf(fd, "%s\n", line.c_str());
+  close(fd);
 }
 
-const Object* objectOf(int fd) {
-  struct stat64 status = {};
-  if (fstat64(fd, &status) == 0) {
-    for (const Object& object : objects()) {
-      if (object.device == status.st_dev && object.inode == status.st_ino) {
-        return &object;
-      }
-    }
-  }
-  return nullptr;
+std::string nameOf(int fd) {
+  char name[64] = "";
+  const std::string before = "/memfd:";
+  const std::string after = " (deleted)";
+  const ssize_t got =
+      readlink(("/proc/self/fd/" + std::to_string(fd)).c_str(), name, sizeof name - 1);
+  const std::string link = got < 0 ? "" : name;
+  const std::size_t length = before.size() + after.size();
+  return link.rfind(before, 0) == 0 ? link.substr(before.size(), link.size() - length) : "";
 }
 
-int makeObject(Kind kind, std::uint64_t size, std::uint64_t backedSize, int flags) {
-  const int fd = memfd_create(nameOf(kind), (flags & O_CLOEXEC) != 0 ? MFD_CLOEXEC : 0);
-  if (fd < 0) {
-    return -errno;
+int makeFile(const std::string& name, std::uint64_t backed, bool closeOnExec) {
+  const int fd = memfd_create(name.c_str(), closeOnExec ? MFD_CLOEXEC : 0);
+  if (fd >= 0 && (backed == 0 || fallocate64(fd, 0, 0, static_cast<off64_t>(backed)) == 0)) {
+    return fd;
   }
-  struct stat64 status = {};
-  if ((backedSize > 0 && fallocate64(fd, 0, 0, static_cast<off64_t>(backedSize)) != 0) ||
-      fstat64(fd, &status) != 0) {
-    const int error = errno;
-    close(fd);
-    return -error;
-  }
-  unsigned number = 1;
-  for (const Object& object : objects()) {
-    number += object.kind == kind ? 1 : 0;
-  }
-  objects().push_back({status.st_dev, status.st_ino, kind, number, size});
-  return fd;
+  const int error = errno;
+  close(fd);
+  return -error;
 }
+
+bool isDevice(const char* path) { return path != nullptr && (path == kIon || path == kGe2d); }
 
 int openDevice(const char* path, int flags) {
-  const Kind kind = path == std::string(nameOf(Kind::Ion)) ? Kind::Ion : Kind::Ge2d;
-  const std::string& node = kind == Kind::Ion ? settings().ion : settings().ge2d;
+  const std::string& node = path == kIon ? settings().ion : settings().ge2d;
   const int result = node == "absent"      ? -ENOENT
                      : node == "forbidden" ? -EACCES
-                                           : makeObject(kind, 0, 0, flags);
+                                           : makeFile(path, 0, (flags & O_CLOEXEC) != 0);
   if (logging()) {
     const char* const access[] = {"O_RDONLY", "O_WRONLY", "O_RDWR", "O_ACCMODE"};
     const int others = flags & ~(O_ACCMODE | O_CLOEXEC);
@@ -129,59 +129,54 @@ int openDevice(const char* path, int flags) {
 }
 
 bool answerRequest(int fd, unsigned long code, void* record, int& result) {
-  if (fcntl(fd, F_GETFD) == -1) {
-    result = -EBADF;
-    return true;
+  const std::string device = nameOf(fd);
+  result = fcntl(fd, F_GETFD) == -1 ? -EBADF : -ENOTTY;
+  if (device != kIon && device != kGe2d) {
+    return result == -EBADF;
   }
-  const Object* const object = objectOf(fd);
-  if (object == nullptr || object->kind == Kind::Buffer) {
-    return false;
+  const std::string driver = device == kIon ? settings().ion : "ge2d";
+  const Request* request = nullptr;
+  for (const Request& known : kRequests) {
+    request = known.driver == driver && known.code == code ? &known : request;
   }
-  const auto number = static_cast<std::uint32_t>(code);
   char text[32];
-  std::snprintf(text, sizeof text, "ioctl %d %08x", fd, number);
-  const Request* const request =
-      object->kind == Kind::Ion ? findIonRequest(number) : findGe2dRequest(number);
-  if (request == nullptr || record == nullptr) {
-    result = request == nullptr ? -ENOTTY : -EFAULT;
-    if (logging()) {
-      logLine(text + resultText(result));
+  std::snprintf(text, sizeof text, "ioctl %d %08x", fd, static_cast<unsigned>(code));
+  std::string asked;
+  std::string changed;
+  if (request != nullptr && record == nullptr) {
+    result = -EFAULT;
+  } else if (request != nullptr) {
+    // As a driver does: copy in, work on the copy, copy out on success.
+    std::int32_t before[20] = {};
+    std::int32_t words[20] = {};
+    memcpy(before, record, request->size);
+    memcpy(words, record, request->size);
+    result = perform(*request, words);
+    if (result >= 0) {
+      memcpy(record, words, request->size);
     }
-    return true;
-  }
-  // As a driver does: copy in, work on the copy, copy out on success.
-  std::int32_t before[20] = {};
-  std::int32_t words[20] = {};
-  memcpy(before, record, request->size);
-  memcpy(words, record, request->size);
-  std::string note;
-  result = perform(*request, words, note);
-  if (result >= 0) {
-    memcpy(record, words, request->size);
+    if (logging()) {
+      asked = std::string(" ") + request->name + " " + describe(*request, before, nullptr);
+      changed = result < 0 ? "" : " " + describe(*request, words, before);
+    }
   }
   if (logging()) {
-    logLine(std::string(text) + " " + request->name + " " +
-            describe(request->fields, before, nullptr) + resultText(result) +
-            (result >= 0 ? " " + describe(request->fields, words, before) : ""));
-    if (!note.empty()) {
-      logLine(note);
-    }
+    logLine(text + asked + resultText(result) + changed);
   }
   return true;
 }
 
 int beforeMap(int fd, std::size_t length, int protection, int flags) {
-  if (fd < 0 || (!logging() && settings().faults.empty())) {
-    return 0;
-  }
-  const Object* const object = objectOf(fd);
-  if (object == nullptr || object->kind != Kind::Buffer) {
+  // Memory without a file is mapped before the process has an environment to read settings from.
+  const bool asked = fd >= 0 && (logging() || !settings().faults.empty());
+  const std::string name = asked ? nameOf(fd) : "";
+  if (name.rfind("buffer", 0) != 0) {
     return 0;
   }
   const Fault* const fault = nextFault("map");
   const int result = fault != nullptr ? fault->answer : 0;
   if (logging()) {
-    logLine("map " + nameOf(*object) + " " + std::to_string(length) + " bytes " +
+    logLine("map " + name + ": " + std::to_string(length) + " bytes " +
             ((protection & PROT_READ) != 0 ? "r" : "-") +
             ((protection & PROT_WRITE) != 0 ? "w" : "-") +
             ((flags & MAP_SHARED) != 0 ? " shared" : "") + resultText(result));
@@ -190,9 +185,9 @@ int beforeMap(int fd, std::size_t length, int protection, int flags) {
 }
 
 void beforeClose(int fd) {
-  const Object* const object = logging() ? objectOf(fd) : nullptr;
-  if (object != nullptr) {
-    logLine("close " + std::to_string(fd) + " " + nameOf(*object));
+  const std::string name = logging() ? nameOf(fd) : "";
+  if (!name.empty()) {
+    logLine("close " + std::to_string(fd) + " " + name);
   }
 }
 

@@ -1,9 +1,11 @@
 // The simulated display driver: two OSD channels, each with the last layer it accepted.
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <vector>
 
@@ -51,35 +53,37 @@ std::uint32_t crc32(const std::vector<char>& bytes) {
   return ~crc;
 }
 
-int putPlane(std::int32_t* words, std::string& note) {
+}  // namespace
+
+int putPlane(std::int32_t* words) {
   static std::int32_t layers = 0;
   const auto channel = static_cast<std::uint32_t>(words[kChannel]);
+  const int fd = words[kDmaBufFd];
+  const std::string name = nameOf(fd);
+  const std::size_t size = name.find(" of ");  // only a buffer's name has it
   if (channel >= kChannels) {
     return -EINVAL;
   }
-  const Object* const buffer = objectOf(words[kDmaBufFd]);
-  if (buffer == nullptr || buffer->kind != Kind::Buffer) {
-    return -EBADF;
+  if (size == std::string::npos) {
+    return fcntl(fd, F_GETFD) == -1 ? -EBADF : -EINVAL;
   }
   words[kOutValue] = ++layers;
-
   if (logging() || !settings().state.empty()) {
-    const auto bytes = bytesOf(words[kDmaBufFd], buffer->size);
+    const auto bytes = bytesOf(fd, strtoull(&name[size + 4], nullptr, 10));
     keep(channel, "layer", reinterpret_cast<const char*>(words),
          kLayerWords * sizeof(std::int32_t));
     keep(channel, "pixels", bytes.data(), bytes.size());
     keep(channel, "shown", "1\n", 2);
     if (logging()) {
-      char text[128];
-      std::snprintf(text, sizeof text, "layer channel %u buffer %u %zu bytes crc32 %08x", channel,
-                    buffer->number, bytes.size(), crc32(bytes));
-      note = text;
+      char text[32];
+      std::snprintf(text, sizeof text, ", crc32 %08x", crc32(bytes));
+      logLine("layer channel " + std::to_string(channel) + ": " + name + text);
     }
   }
   return 0;
 }
 
-int presentPlane(std::int32_t* words, std::string& /*note*/) {
+int presentPlane(std::int32_t* words) {
   const auto channel = static_cast<std::uint32_t>(words[0]);
   if (channel >= kChannels) {
     return -EINVAL;
@@ -88,25 +92,12 @@ int presentPlane(std::int32_t* words, std::string& /*note*/) {
   return 0;
 }
 
-int setFastlogo(std::int32_t* words, std::string& /*note*/) {
+int setFastlogo(std::int32_t* words) {
   if (words[0] != 0 && words[0] != 1) {
     return -EINVAL;
   }
   keep(kNoChannel, "fastlogo", words[0] != 0 ? "1\n" : "0\n", 2);
   return 0;
 }
-
-constexpr Request kRequests[] = {
-    {0x4631, "put", 80,
-     "+channel param_a format param_b param_c param_d window_x window_y window_w window_h compress "
-     "buf_width buf_height crop_x crop_y crop_w crop_h dma_buf_fd param_e out_value",
-     putPlane},
-    {0x4632, "present", 8, "+channel +enable", presentPlane},
-    {0x4635, "fastlogo", 4, "mode", setFastlogo},
-};
-
-}  // namespace
-
-const Request* findGe2dRequest(std::uint32_t code) { return findRequest(kRequests, code); }
 
 }  // namespace sim
