@@ -3,17 +3,16 @@
 set(PLANESHOW_CXXOPTS_DIR "${CMAKE_SOURCE_DIR}/build/deps/cxxopts/usr/include" CACHE PATH
     "Folder that holds cxxopts.hpp of the 2.2 series")
 
-find_path(CXXOPTS_INCLUDE_DIR cxxopts.hpp PATHS "${PLANESHOW_CXXOPTS_DIR}"
-          NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH NO_CACHE)
-if(NOT CXXOPTS_INCLUDE_DIR)
-  message(FATAL_ERROR "No cxxopts.hpp in ${PLANESHOW_CXXOPTS_DIR}: run scripts/setup.sh, or name its "
-                      "folder with -DPLANESHOW_CXXOPTS_DIR=...")
+set(header "${PLANESHOW_CXXOPTS_DIR}/cxxopts.hpp")
+if(NOT EXISTS "${header}")
+  message(FATAL_ERROR "There is no ${header}: run scripts/setup.sh, or name the folder of a cxxopts 2.2 "
+                      "header with -DPLANESHOW_CXXOPTS_DIR=...")
 endif()
 
-file(STRINGS "${CXXOPTS_INCLUDE_DIR}/cxxopts.hpp" lines REGEX "^#define CXXOPTS__VERSION_M")
+file(STRINGS "${header}" lines REGEX "^#define CXXOPTS__VERSION_M")
 list(JOIN lines "\n" lines)
-string(REGEX REPLACE ".*MAJOR ([0-9]+).*MINOR ([0-9]+).*" "\\1.\\2" CXXOPTS_SERIES "${lines}")
-if(NOT CXXOPTS_SERIES STREQUAL "2.2")
-  message(FATAL_ERROR "${CXXOPTS_INCLUDE_DIR}/cxxopts.hpp is cxxopts ${CXXOPTS_SERIES}, but planeshow "
-                      "needs the 2.2 series: run scripts/setup.sh to get it.")
+string(REGEX REPLACE ".*MAJOR ([0-9]+).*MINOR ([0-9]+).*" "\\1.\\2" series "${lines}")
+if(NOT series STREQUAL "2.2")
+  message(FATAL_ERROR "${header} is cxxopts ${series}, but planeshow needs the 2.2 series: run "
+                      "scripts/setup.sh to get it.")
 endif()
