@@ -1,6 +1,9 @@
 // The library's face: every spelling of the calls that reach the devices. What isn't for a
 // simulated device goes to the next definition of the same name, untouched.
 
+// Fortified headers declare, and redirect, what is defined here.
+#undef _FORTIFY_SOURCE
+
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/mman.h>

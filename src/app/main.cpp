@@ -35,13 +35,15 @@ void prepareOutput() {
       open("/dev/null", O_RDWR);
     }
   }
-  // A reader that has gone ("| head") must not keep the layer from the screen.
+  // A reader that has gone ("| head") or a file at its limit must not keep the layer from the
+  // screen.
   std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);
   // Into pipes and files too, a line has left the process before a request that may hang the board.
   std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
 }
 
-// The driver's format code, or -1 for a name that it doesn't have: the driver shall say so.
+// The driver's format code, or -1 for any other name: whether that is an error is the driver's say.
 std::int32_t formatCode(const std::string& name) {
   for (const auto& format : formatTable) {
     if (name == format.name) {
@@ -129,8 +131,8 @@ _plane_info describeLayer(const Cmdoptions& options, std::int32_t format, int bu
   // right and bottom edges.
   info.crop_w = info.buf_width - info.crop_x;
   info.crop_h = info.buf_height - info.crop_y;
-  // The layer's own descriptor, open until the process ends: the layer may outlive our buffer. A
-  // failed dup gives -1, which the driver refuses.
+  // The layer's own descriptor, open until the process ends: the layer may outlive our buffer. The
+  // -1 of a failed dup is printed and sent like any other.
   info.dma_buf_fd = dup(bufferFd);
   info.out_value = -1;
   return info;

@@ -54,12 +54,14 @@ std::string helpText(const cxxopts::Options& parser) {
   // The parser shows an empty default as nothing at all.
   const std::string_view shown = "(default: )";
   std::string text = parser.help({});
-  return text.replace(text.find(shown), shown.size(), "(default: \"\")");
+  const std::size_t at = text.find(shown);
+  return at == std::string::npos ? text : text.replace(at, shown.size(), "(default: \"\")");
 }
 
-// The parser matches every argument with a regular expression that recurses once per character
-// (some 26,000 overflow the stack) and whose "." stops at a line break. This one finds the same
-// parts without either; compiling it costs half a run, so only arguments that need it get it.
+// The parser matches its arguments with a regular expression that recurses once per character (some
+// 26,000 overflow the stack) and whose "." stops at a line break. This one finds the same parts
+// without either, by a flag that is libstdc++'s own; compiling it costs half a run, so only a
+// command line that may need it gets it.
 void matchAnyLength(const std::vector<char*>& args) {
   const auto isHard = [](std::string_view arg) {
     return arg.size() > 1000 || arg.find_first_of("\r\n") != std::string_view::npos;

@@ -11,7 +11,7 @@
 // Returns a new descriptor on /dev/ion, owned by the caller, or -1 with errno set.
 int ion_open();
 
-// Legacy kernels only. Stores a handle that lives on fd until it is freed.
+// Legacy kernels only. Stores a handle, which fd's device keeps.
 int ion_alloc(int fd, std::size_t len, std::size_t align, unsigned int heap_mask,
               unsigned int flags, int* handle);
 

@@ -54,7 +54,7 @@ int IonBuffer::initWithSize(unsigned int size, unsigned long long tag) {
   int fd = -1;
   const int result = ion_alloc_fd(device.fd(), size, kAlignment, kHeapMask, 0, &fd);
   if (fd == -1) {
-    // The misspelt words are what scripts on the boards look for.
+    // Misspelt, but what is printed is an interface.
     Debug::gDebugInstance.error("%s: ion alloacte faile, ret=%d", "initWithSize", result);
     return -1;
   }

@@ -2,9 +2,9 @@
 
 #include <cstdarg>
 
-// The one way in which a message leaves the tool: formats into 1024 bytes (text beyond 1023
-// characters is cut), writes the result and a newline to standard output. errno stays as it was,
-// so a caller may still word its own line after a callee has printed.
+// How failure messages leave the tool: formatted into 1024 bytes (text beyond 1023 characters is
+// cut) and written to standard output with a newline. errno stays as it was, so a caller may still
+// word its own line after a callee has printed.
 [[gnu::format(printf, 1, 0)]] void printMessage(const char* format, std::va_list args);
 
 // Failure reports of the tool.

@@ -23,7 +23,7 @@ struct _plane_info {
   std::int32_t crop_y;
   std::int32_t crop_w;
   std::int32_t crop_h;
-  std::int32_t dma_buf_fd;  // the driver takes its own reference
+  std::int32_t dma_buf_fd;  // holds the pixels
   std::int32_t param_e;
   std::int32_t out_value;  // written by the driver
 };
@@ -46,7 +46,7 @@ static_assert(offsetof(_plane_info, channel) == 0 && offsetof(_plane_info, param
 // success *out is the driver's out value; when the driver refuses, *out is -1.
 int submitLayer(_plane_info* info, int* out);
 
-// Hides the channel if blank is not 0, else shows it. The driver checks the channel.
+// Hides the channel if blank is not 0, else shows it. Any channel is sent.
 int blankCtrl(int blank, unsigned int channel);
 
 // Sets the driver's fast-logo mode: 1 on, 0 off.
