@@ -42,7 +42,13 @@ package=$deps/libcxxopts-dev_${version}_amd64.deb
 if [ ! -f "$deps/cxxopts/usr/include/cxxopts.hpp" ]; then
   echo "== Fetching libcxxopts-dev $version"
   # shellcheck disable=SC2016  # apt's own variable
-  mirror=$(apt-get indextargets --format '$(REPO_URI)' 'Created-By: Packages' | grep -v security | head -n 1)
+  mirrors() { apt-get indextargets --format '$(REPO_URI)' 'Created-By: Packages' 'Origin: Debian' 'Label: Debian'; }
+  [ -n "$(mirrors)" ] || "${as_root[@]}" apt-get update -q
+  mirror=$(mirrors | head -n 1)
+  if [ -z "$mirror" ]; then
+    echo "scripts/setup.sh: apt has no Debian mirror to fetch libcxxopts-dev from" >&2
+    exit 1
+  fi
   private=$deps/apt
   mkdir -p "$private/lists/partial" "$private/cache/archives/partial"
   keyring=/usr/share/keyrings/debian-archive-keyring.gpg

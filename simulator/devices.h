@@ -10,11 +10,12 @@ namespace sim {
 
 // What the preloaded calls ask. answerRequest is true if result is the answer: the devices answer
 // for their own descriptors, and with EBADF for those that aren't open, because an emulator may
-// not. beforeMap's negated errno means: do not map.
+// not. mapFault's negated errno means: do not map.
 bool isDevice(const char* path);
 int openDevice(const char* path, int flags);
 bool answerRequest(int fd, unsigned long code, void* record, int& result);
-int beforeMap(int fd, std::size_t length, int protection, int flags);
+int mapFault(int fd);
+void afterMap(int fd, std::size_t length, int protection, int flags, int result);
 void beforeClose(int fd);
 
 // Whether anybody reads the log: without it no call does work for it.

@@ -59,8 +59,15 @@ int answer(int result) {
   extern "C" void* name(void* address, std::size_t length, int protection, int flags, int fd, \
                         Offset offset) noexcept {                                             \
     static auto* const next = nextDefinition<decltype(name)>(#name);                          \
-    if (answer(sim::beforeMap(fd, length, protection, flags)) < 0) return MAP_FAILED;         \
-    return next(address, length, protection, flags, fd, offset);                              \
+    int result = sim::mapFault(fd);                                                           \
+    void* mapped = MAP_FAILED;                                                                \
+    if (result == 0) {                                                                        \
+      mapped = next(address, length, protection, flags, fd, offset);                          \
+      result = mapped == MAP_FAILED ? -errno : 0;                                             \
+    }                                                                                         \
+    sim::afterMap(fd, length, protection, flags, result);                                     \
+    answer(result);                                                                           \
+    return mapped;                                                                            \
   }
 
 SIM_OPEN(open, (const char* path, int flags, ...), (path, flags, mode))

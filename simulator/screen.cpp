@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <cstring>
 #include <fstream>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -37,6 +38,8 @@ struct Screen {
   }
 };
 
+constexpr std::streamoff kMostBytes = std::streamoff{1} << 32;  // no image is longer
+
 int complain(const std::string& what) {
   std::fprintf(stderr, "planeshow-screen: %s\n", what.c_str());
   return 1;
@@ -45,7 +48,9 @@ int complain(const std::string& what) {
 // A file's bytes; none if it can't be read.
 std::vector<std::uint8_t> contents(const std::string& path) {
   std::ifstream file(path, std::ios::binary | std::ios::ate);
-  std::vector<std::uint8_t> bytes(file ? static_cast<std::size_t>(file.tellg()) : 0);
+  const std::streamoff length = file.tellg();
+  std::vector<std::uint8_t> bytes(
+      length > 0 && length < kMostBytes ? static_cast<std::size_t>(length) : 0);
   file.seekg(0);
   file.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
   return bytes;
@@ -80,13 +85,20 @@ void drawChannel(unsigned channel, const std::string& folder, Screen& screen) {
   const auto record = contents(sim::statePath(folder, channel, "layer"));
   const auto shown = contents(sim::statePath(folder, channel, "shown"));
   std::int32_t layer[sim::kLayerWords] = {};
-  if (shown.empty() || shown[0] != '1' || record.size() != sizeof layer) {
+  const std::string name = "channel " + std::to_string(channel) + ": ";
+  if (shown.empty() || shown[0] != '1') {
+    return;
+  }
+  if (record.size() != sizeof layer) {
+    // Shown before it has had a layer, which is black, or not a record at all.
+    if (!record.empty()) {
+      complain(name + "its layer record is damaged, nothing is drawn.");
+    }
     return;
   }
   std::memcpy(layer, record.data(), sizeof layer);
   const auto pixels = contents(sim::statePath(folder, channel, "pixels"));
   const std::uint64_t found = pixels.size();
-  const std::string name = "channel " + std::to_string(channel) + ": ";
 
   const std::int64_t width = layer[sim::kSize];
   const std::int64_t height = layer[sim::kSize + 1];
@@ -133,15 +145,15 @@ void drawChannel(unsigned channel, const std::string& folder, Screen& screen) {
 }
 
 bool parseSize(const char* text, Screen& screen) {
+  screen.width = 0;
+  screen.height = 0;
   const char* const end = text + std::strlen(text);
-  const char* const x = std::from_chars(text, end, screen.width).ptr;
-  return x < end && *x == 'x' && std::from_chars(x + 1, end, screen.height).ptr == end &&
+  const char* const by = std::from_chars(text, end, screen.width).ptr;
+  return by < end && *by == 'x' && std::from_chars(by + 1, end, screen.height).ptr == end &&
          screen.width > 0 && screen.height > 0 && screen.width <= 8192 && screen.height <= 8192;
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+int run(int argc, char** argv) {
   Screen screen;
   const bool sized = argc == 5 && std::string(argv[1]) == "--size";
   if (argc != 3 && !sized) {
@@ -180,4 +192,14 @@ int main(int argc, char** argv) {
     return complain(path + ": " + std::strerror(errno));
   }
   return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    return run(argc, argv);
+  } catch (const std::bad_alloc&) {
+    return complain("there is not enough memory for this size");
+  }
 }

@@ -50,12 +50,12 @@ bool parseNumber(const std::string& text, Number& number) {
 }
 
 // request:answer[:n[+]], the answer an errno's name, a positive number or "nofd".
-bool parseFault(const std::string& text, Fault& fault) {
+bool parseFault(const std::string& text, bool legacy, Fault& fault) {
   std::vector<std::string> pieces = split(text, ':');
   if (pieces.size() == 2) {
     pieces.emplace_back("1+");
   }
-  if (pieces.size() != 3 || pieces[2].empty()) {
+  if (pieces.size() != 3 || pieces[2].empty() || text.back() == ':') {
     return false;
   }
   fault.request = pieces[0];
@@ -63,9 +63,10 @@ bool parseFault(const std::string& text, Fault& fault) {
   if (fault.andFollowing) {
     pieces[2].pop_back();
   }
-  const bool yieldsDescriptor = fault.request == "alloc" || fault.request == "share";
-  const bool isRequest = yieldsDescriptor || fault.request == "free" || fault.request == "put" ||
-                         fault.request == "present" || fault.request == "fastlogo";
+  const bool yieldsDescriptor = (fault.request == "alloc" && !legacy) || fault.request == "share";
+  const bool isRequest = yieldsDescriptor || fault.request == "alloc" || fault.request == "free" ||
+                         fault.request == "put" || fault.request == "present" ||
+                         fault.request == "fastlogo";
   fault.answer = -errnoOf(pieces[1]);
   const bool fits = fault.answer < 0      ? isRequest || fault.request == "map"
                     : pieces[1] == "nofd" ? yieldsDescriptor
@@ -85,7 +86,7 @@ Settings readSettings() {
   }
   for (const std::string& text : split(read("PLANESHOW_SIM_FAIL", {}), ',')) {
     Fault fault = {};
-    if (!parseFault(text, fault)) {
+    if (!parseFault(text, found.ion == "legacy", fault)) {
       reject("PLANESHOW_SIM_FAIL", text, "not request:answer[:n[+]]");
     }
     found.faults.push_back(fault);
@@ -121,15 +122,16 @@ Settings& settings() {
 }
 
 const Fault* nextFault(const std::string& request) {
+  const Fault* met = nullptr;
   for (Fault& fault : settings().faults) {
     if (fault.request == request) {
       ++fault.seen;
-      if (fault.seen == fault.first || (fault.andFollowing && fault.seen > fault.first)) {
-        return &fault;
-      }
+      const bool now =
+          fault.seen == fault.first || (fault.andFollowing && fault.seen > fault.first);
+      met = now && met == nullptr ? &fault : met;
     }
   }
-  return nullptr;
+  return met;
 }
 
 }  // namespace sim

@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -139,9 +140,7 @@ int complain(const std::string& what) {
   return 1;
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+int run(int argc, char** argv) {
   if (argc != 4) {
     return complain("usage: planeshow-testcard FORMAT WIDTHxHEIGHT FILE");
   }
@@ -189,4 +188,14 @@ int main(int argc, char** argv) {
     return complain(path + ": " + std::strerror(written ? errno : error));
   }
   return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    return run(argc, argv);
+  } catch (const std::bad_alloc&) {
+    return complain("there is not enough memory for a row of this width");
+  }
 }

@@ -98,6 +98,9 @@ TEST_P(Run, Case) {
     close(fd);
   }
   setenv("PATH", (TOOLS ":" + std::string(getenv("PATH"))).c_str(), 1);
+  for (const char* name : {"ION", "GE2D", "MEMORY", "FAIL", "STATE"}) {
+    unsetenv((std::string("PLANESHOW_SIM_") + name).c_str());
+  }
   setenv("SOURCE", SOURCE_DIR, 1);
   setenv("BITS", sizeof(void*) == 4 ? "32" : "64", 1);
   setenv("PLANESHOW_SIM_LOG", (folder / "log").c_str(), 1);
