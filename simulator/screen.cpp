@@ -90,10 +90,7 @@ void drawChannel(unsigned channel, const std::string& folder, Screen& screen) {
     return;
   }
   if (record.size() != sizeof layer) {
-    // Shown before it has had a layer, which is black, or not a record at all.
-    if (!record.empty()) {
-      complain(name + "its layer record is damaged, nothing is drawn.");
-    }
+    complain(name + "its layer record is missing or damaged, nothing is drawn.");
     return;
   }
   std::memcpy(layer, record.data(), sizeof layer);

@@ -1,6 +1,7 @@
 // Calls single operations in the order of the arguments and says on standard error what came of
 // each, so that a table can drive them in a fresh process. Standard output is left to the parts.
 
+#include <sys/ioctl.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -58,6 +59,15 @@ void perform(const Call& call) {
   } else if (call.name == "ion_alloc") {
     const int result = ion_alloc(ionFd, length, 4096, 2, 0, where);
     say(call, result, std::to_string(out));
+  } else if (call.name == "request") {
+    std::uint32_t words[20] = {};
+    std::size_t count = 0;
+    for (std::size_t at = 0;
+         (at = call.argument.find(',', at)) != std::string::npos && count < 20;) {
+      words[count++] = static_cast<std::uint32_t>(strtoul(&call.argument[++at], nullptr, 0));
+    }
+    const int result = ioctl(ionFd, static_cast<unsigned long>(call.first), words);
+    say(call, result < 0 ? -errno : result, "");
   } else if (call.name == "ion_share") {
     const int result = ion_share(ionFd, call.a(), where);
     say(call, result, std::to_string(out));

@@ -131,6 +131,7 @@ CASES(Display, "display.txt");
 CASES(Failures, "failures.txt");
 CASES(NoDevice, "no_device.txt");
 CASES(Parts, "parts.txt");
+CASES(Simulator, "simulator.txt");
 CASES(TestCard, "test_card.txt");
 CASES(Screen, "screen.txt");
 CASES(Manual, "manual.txt");
