@@ -96,12 +96,14 @@ Settings readSettings() {
 
 // Before main, so that a bad setting is seen whatever the run does.
 [[gnu::constructor]] void checkSettings() {
-  const char* const log = settings().log.c_str();
-  const int fd = *log == '\0' ? -1 : open(log, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
-  if (*log != '\0' && fd < 0) {
-    reject("PLANESHOW_SIM_LOG", log, strerrordesc_np(errno));
+  const std::string& log = settings().log;
+  if (!log.empty()) {
+    const int fd = open(log.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
+    if (fd < 0) {
+      reject("PLANESHOW_SIM_LOG", log, strerrordesc_np(errno));
+    }
+    close(fd);
   }
-  close(fd);
 }
 
 }  // namespace
