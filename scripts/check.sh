@@ -22,7 +22,7 @@ printf '%s\n' "${sources[@]}" | grep -v '^bench/' |
 
 echo "== cppcheck"
 cppcheck --quiet --std=c++17 --language=c++ --enable=warning,style,performance,portability \
-  --inline-suppr --library=googletest --suppressions-list=.cppcheck --error-exitcode=1 -I src src simulator tests bench
+  --inline-suppr --library=googletest --suppressions-list=.cppcheck --error-exitcode=1 -I src -I . src simulator tools tests bench
 
 echo "== shellcheck"
 shellcheck scripts/*.sh .ci/run bench/run.sh simulator/planeshow-sim.in

@@ -19,13 +19,15 @@ namespace {
 
 // Keeps one piece of the driver's state in its folder, if there is one. The driver's answer does
 // not depend on it: what can't be kept is said on standard error.
-void keep(unsigned channel, const char* what, const char* bytes, std::size_t size) {
+void keep(const std::string& name, const void* bytes, std::size_t size,
+          const std::vector<char>& more = {}) {
   if (settings().state.empty()) {
     return;
   }
-  const std::string path = statePath(settings().state, channel, what);
+  const std::string path = settings().state + "/" + name;
   std::FILE* const file = std::fopen(path.c_str(), "wb");
-  const bool written = file != nullptr && std::fwrite(bytes, 1, size, file) == size;
+  const bool written = file != nullptr && std::fwrite(bytes, 1, size, file) == size &&
+                       std::fwrite(more.data(), 1, more.size(), file) == more.size();
   if (file == nullptr || std::fclose(file) != 0 || !written) {
     dprintf(STDERR_FILENO, "planeshow-sim: %s: %s\n", path.c_str(), strerror(errno));
   }
@@ -57,27 +59,26 @@ std::uint32_t crc32(const std::vector<char>& bytes) {
 
 int putPlane(std::int32_t* words) {
   static std::int32_t layers = 0;
-  const auto channel = static_cast<std::uint32_t>(words[kChannel]);
-  const int fd = words[kDmaBufFd];
+  Layer layer = {};
+  memcpy(&layer, words, sizeof layer);
+  const int fd = layer.dma_buf_fd;
   const std::string name = nameOf(fd);
   const std::size_t size = name.find(" of ");  // only a buffer's name has it
-  if (channel >= kChannels) {
+  if (layer.channel >= kChannels) {
     return -EINVAL;
   }
   if (size == std::string::npos) {
     return fcntl(fd, F_GETFD) == -1 ? -EBADF : -EINVAL;
   }
-  words[kOutValue] = ++layers;
+  layer.out_value = ++layers;
+  memcpy(words, &layer, sizeof layer);
   if (logging() || !settings().state.empty()) {
     const auto bytes = bytesOf(fd, strtoull(&name[size + 4], nullptr, 10));
-    keep(channel, "layer", reinterpret_cast<const char*>(words),
-         kLayerWords * sizeof(std::int32_t));
-    keep(channel, "pixels", bytes.data(), bytes.size());
-    keep(channel, "shown", "1\n", 2);
+    keep(layerFile(layer.channel), &layer, sizeof layer, bytes);
     if (logging()) {
       char text[32];
       std::snprintf(text, sizeof text, ", crc32 %08x", crc32(bytes));
-      logLine("layer channel " + std::to_string(channel) + ": " + name + text);
+      logLine("layer channel " + std::to_string(layer.channel) + ": " + name + text);
     }
   }
   return 0;
@@ -88,7 +89,13 @@ int presentPlane(std::int32_t* words) {
   if (channel >= kChannels) {
     return -EINVAL;
   }
-  keep(channel, "shown", words[1] != 0 ? "1\n" : "0\n", 2);
+  if (!settings().state.empty()) {
+    const std::string folder = settings().state + "/";
+    const std::string shown = folder + layerFile(channel);
+    const std::string hidden = folder + hiddenFile(channel);
+    std::rename(words[1] != 0 ? hidden.c_str() : shown.c_str(),
+                words[1] != 0 ? shown.c_str() : hidden.c_str());
+  }
   return 0;
 }
 
@@ -96,7 +103,7 @@ int setFastlogo(std::int32_t* words) {
   if (words[0] != 0 && words[0] != 1) {
     return -EINVAL;
   }
-  keep(kNoChannel, "fastlogo", words[0] != 0 ? "1\n" : "0\n", 2);
+  keep(kFastlogoFile, words[0] != 0 ? "1\n" : "0\n", 2);
   return 0;
 }
 

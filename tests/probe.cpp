@@ -1,5 +1,5 @@
 // Calls single operations in the order of the arguments and says on standard error what came of
-// each, so that a table can drive them in a fresh process. Standard output is left to the parts.
+// each, so that a table can drive them in a fresh process. Standard output is left to the operations.
 
 #include <sys/ioctl.h>
 #include <sys/mman.h>

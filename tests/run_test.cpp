@@ -130,7 +130,7 @@ CASES(CommandLine, "command_line.txt");
 CASES(Display, "display.txt");
 CASES(Failures, "failures.txt");
 CASES(NoDevice, "no_device.txt");
-CASES(Parts, "parts.txt");
+CASES(Operations, "operations.txt");
 CASES(Simulator, "simulator.txt");
 CASES(TestCard, "test_card.txt");
 CASES(Screen, "screen.txt");

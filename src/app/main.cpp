@@ -1,4 +1,3 @@
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -9,32 +8,19 @@
 #include <memory>
 #include <string>
 
+#include "app/formats.h"
 #include "app/options.h"
 #include "buffers/image.h"
 #include "buffers/ion_buffer.h"
 #include "common/debug.h"
+#include "common/standard_descriptors.h"
 #include "display/display_engine.h"
 
 namespace {
 
-constexpr struct {
-  const char* name;
-  std::int32_t code;
-} formatTable[] = {
-    {"ARGB8888", 0},
-    {"RGB888", 1},
-    {"RGB565", 2},
-};
-
-// Makes the output reach whoever reads it, and nobody else.
-void prepareOutput() {
-  // A closed standard descriptor would be the next that open gives, and reports would be written
-  // into the image's buffer or the display driver.
-  for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-    if (fcntl(fd, F_GETFD) == -1) {
-      open("/dev/null", O_RDWR);
-    }
-  }
+// Nothing that becomes of the output, closed, full or without a reader, changes the run.
+void prepareDescriptorsAndSignals() {
+  fillStandardDescriptors();
   // A reader that has gone ("| head") or a file at its limit must not keep the layer from the
   // screen.
   std::signal(SIGPIPE, SIG_IGN);
@@ -131,9 +117,7 @@ _plane_info describeLayer(const Cmdoptions& options, std::int32_t format, int bu
   // right and bottom edges.
   info.crop_w = info.buf_width - info.crop_x;
   info.crop_h = info.buf_height - info.crop_y;
-  // The layer's own descriptor, open until the process ends: the layer may outlive our buffer. The
-  // -1 of a failed dup is printed and sent like any other.
-  info.dma_buf_fd = dup(bufferFd);
+  info.dma_buf_fd = bufferFd;
   info.out_value = -1;
   return info;
 }
@@ -141,7 +125,7 @@ _plane_info describeLayer(const Cmdoptions& options, std::int32_t format, int bu
 }  // namespace
 
 int main(int argc, char** argv) {
-  prepareOutput();
+  prepareDescriptorsAndSignals();
   const Cmdoptions options = parseArgs(argc, const_cast<const char**>(argv));
 
   if (options.blank) {
@@ -161,7 +145,10 @@ int main(int argc, char** argv) {
   const std::int32_t format = formatCode(options.format);
   fastlogoCtrl(options.fastlogo ? 1 : 0);
 
-  _plane_info info = describeLayer(options, format, buffer->getPrivateBuffer()->fd);
+  // The layer's own descriptor, open until the process ends: the layer may outlive our buffer. The
+  // -1 of a failed dup is printed and sent like any other.
+  const int layerFd = dup(buffer->getPrivateBuffer()->fd);
+  _plane_info info = describeLayer(options, format, layerFd);
   printLayer(info);
   int out = -1;
   if (submitLayer(&info, &out) != 0) {

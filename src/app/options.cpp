@@ -6,6 +6,8 @@
 #include <iostream>
 #include <string_view>
 
+#include "app/formats.h"
+
 // The parser's own conversion lets some numbers wrap (5000000000 became 705032704) and recurses
 // once per digit. Declared before the header, this specialisation is what its int and list options
 // use.
@@ -42,13 +44,20 @@ namespace {
 const char* const kBanner =
     "\n"
     "QM710 OSD Display Test Tool\n"
-    "Version: 0.1\n"
+    "Version: " PLANESHOW_VERSION
+    "\n"
     "Contact: the planeshow maintainers\n";
 
-const char* const kSupportedFormats =
-    "    ARGB8888\n"
-    "     RGB888 \n"
-    "     RGB565 \n";
+// The names, each on a line, centred in eight columns behind four blanks.
+std::string formatList() {
+  constexpr std::size_t columns = 8;
+  std::string list;
+  for (const auto& format : formatTable) {
+    const std::size_t blanks = columns - std::min(columns, format.name.size());
+    list.append(4 + blanks / 2, ' ').append(format.name).append(blanks - blanks / 2, ' ') += '\n';
+  }
+  return list;
+}
 
 std::string helpText(const cxxopts::Options& parser) {
   // The parser shows an empty default as nothing at all.
@@ -58,18 +67,24 @@ std::string helpText(const cxxopts::Options& parser) {
   return at == std::string::npos ? text : text.replace(at, shown.size(), "(default: \"\")");
 }
 
-// The parser matches its arguments with a regular expression that recurses once per character (some
-// 26,000 overflow the stack) and whose "." stops at a line break. This one finds the same parts
-// without either, by a flag that is libstdc++'s own; compiling it costs half a run, so only a
-// command line that may need it gets it.
+// How to match without recursion. libstdc++'s matcher recurses once per character unless this flag
+// of its own asks for the other algorithm; libc++'s never does.
+#ifdef __GLIBCXX__
+constexpr auto kMatching = std::regex::ECMAScript | std::regex_constants::__polynomial;
+#else
+constexpr auto kMatching = std::regex::ECMAScript;
+#endif
+
+// The regular expression by which the parser takes its arguments apart overflows the stack at some
+// 26,000 characters, and its "." stops at a line break. This one finds the same groups without
+// either; compiling it costs half a run, so only a command line that may need it gets it.
 void matchAnyLength(const std::vector<char*>& args) {
   const auto isHard = [](std::string_view arg) {
     return arg.size() > 1000 || arg.find_first_of("\r\n") != std::string_view::npos;
   };
   if (std::any_of(args.begin() + 1, args.end(), isHard)) {
     cxxopts::option_matcher.assign(
-        "--([[:alnum:]][-_[:alnum:]]+)(=((?:.|[\r\n])*))?|-([[:alnum:]]+)",
-        std::regex::ECMAScript | std::regex_constants::__polynomial);
+        "--([[:alnum:]][-_[:alnum:]]+)(=((?:.|[\r\n])*))?|-([[:alnum:]]+)", kMatching);
   }
 }
 
@@ -116,9 +131,7 @@ Cmdoptions parseArgs(int argc, const char** argv) {
     const cxxopts::ParseResult result = parser.parse(count, list);
 
     if (result.count("help") > 0) {
-      std::cout << helpText(parser) << '\n'
-                << "Supported Formats:\n"
-                << kSupportedFormats << std::endl;
+      std::cout << helpText(parser) << '\n' << "Supported Formats:\n" << formatList() << std::endl;
       std::exit(0);
     }
     if (options.input.empty() && !options.blank) {

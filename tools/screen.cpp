@@ -15,7 +15,7 @@
 #include <string>
 #include <vector>
 
-#include "layer.h"
+#include "simulator/layer.h"
 
 namespace {
 
@@ -82,30 +82,29 @@ Pixel hatch(std::int64_t x, std::int64_t y) {
 }
 
 void drawChannel(unsigned channel, const std::string& folder, Screen& screen) {
-  const auto record = contents(sim::statePath(folder, channel, "layer"));
-  const auto shown = contents(sim::statePath(folder, channel, "shown"));
-  std::int32_t layer[sim::kLayerWords] = {};
+  const auto file = contents(folder + "/" + sim::layerFile(channel));
   const std::string name = "channel " + std::to_string(channel) + ": ";
-  if (shown.empty() || shown[0] != '1') {
+  sim::Layer layer = {};
+  if (file.empty()) {
     return;
   }
-  if (record.size() != sizeof layer) {
-    complain(name + "its layer record is missing or damaged, nothing is drawn.");
+  if (file.size() < sizeof layer) {
+    complain(name + "its layer record is damaged, nothing is drawn.");
     return;
   }
-  std::memcpy(layer, record.data(), sizeof layer);
-  const auto pixels = contents(sim::statePath(folder, channel, "pixels"));
-  const std::uint64_t found = pixels.size();
+  std::memcpy(&layer, file.data(), sizeof layer);
+  const std::uint8_t* const pixels = file.data() + sizeof layer;
+  const std::uint64_t found = file.size() - sizeof layer;
 
-  const std::int64_t width = layer[sim::kSize];
-  const std::int64_t height = layer[sim::kSize + 1];
-  const bool known = layer[sim::kFormat] >= 0 && layer[sim::kFormat] < 3;
-  const Format format = known ? kFormats[layer[sim::kFormat]] : Format{"", 0};
-  const bool opaque = layer[sim::kCompress] != 0 || !known;
+  const std::int64_t width = layer.buf_width;
+  const std::int64_t height = layer.buf_height;
+  const bool known = layer.format >= 0 && layer.format < 3;
+  const Format format = known ? kFormats[layer.format] : Format{"", 0};
+  const bool opaque = layer.compress != 0 || !known;
   const auto area = width > 0 && height > 0 ? static_cast<std::uint64_t>(width * height) : 0;
   const std::uint64_t needed = area * format.bytes;
-  if (layer[sim::kCompress] == 0 && !known) {
-    complain(name + "format " + std::to_string(layer[sim::kFormat]) +
+  if (layer.compress == 0 && !known) {
+    complain(name + "format " + std::to_string(layer.format) +
              " is unknown, so the length needed is too; the buffer has " + std::to_string(found) +
              " bytes, drawn as a hatched box.");
   } else if (!opaque && found < needed) {
@@ -114,28 +113,26 @@ void drawChannel(unsigned channel, const std::string& folder, Screen& screen) {
              std::to_string(found) + ": what is missing is not drawn.");
   }
 
-  const std::int64_t windowX = layer[sim::kWindow];
-  const std::int64_t windowY = layer[sim::kWindow + 1];
-  const std::int64_t windowW = layer[sim::kWindow + 2];
-  const std::int64_t windowH = layer[sim::kWindow + 3];
+  const std::int64_t windowX = layer.window_x;
+  const std::int64_t windowY = layer.window_y;
+  const std::int64_t windowW = layer.window_w;
+  const std::int64_t windowH = layer.window_h;
   const auto right = std::min<std::int64_t>(windowX + windowW, screen.width);
   const auto bottom = std::min<std::int64_t>(windowY + windowH, screen.height);
   for (std::int64_t y = std::max<std::int64_t>(windowY, 0); y < bottom; ++y) {
-    const std::int64_t row =
-        layer[sim::kCrop + 1] + (y - windowY) * layer[sim::kCrop + 3] / windowH;
+    const std::int64_t row = layer.crop_y + (y - windowY) * layer.crop_h / windowH;
     for (std::int64_t x = std::max<std::int64_t>(windowX, 0); x < right; ++x) {
       if (opaque) {
         screen.blend(x, y, hatch(x, y));
         continue;
       }
-      const std::int64_t column =
-          layer[sim::kCrop] + (x - windowX) * layer[sim::kCrop + 2] / windowW;
+      const std::int64_t column = layer.crop_x + (x - windowX) * layer.crop_w / windowW;
       if (column < 0 || row < 0 || column >= width || row >= height) {
         continue;
       }
       const std::uint64_t at = static_cast<std::uint64_t>(row * width + column) * format.bytes;
       if (at + format.bytes <= found) {
-        screen.blend(x, y, decode(&pixels[static_cast<std::size_t>(at)], format.bytes));
+        screen.blend(x, y, decode(pixels + at, format.bytes));
       }
     }
   }

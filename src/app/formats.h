@@ -1,0 +1,14 @@
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+// The pixel formats that the tool knows, with the display driver's codes, in the order of the help.
+inline constexpr struct {
+  std::string_view name;
+  std::int32_t code;
+} formatTable[] = {
+    {"ARGB8888", 0},
+    {"RGB888", 1},
+    {"RGB565", 2},
+};
