@@ -1,64 +1,99 @@
 #include "devices.h"
 
-#include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/syscall.h>
-#include <unistd.h>
 
-#include <cerrno>
+#include <atomic>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
-#include <string_view>
-
-#include "settings.h"
+#include <mutex>
+#include <sstream>
 
 namespace sim {
 
-namespace {
+// Descriptors.
 
-// Plain text, there before any constructor has run: so are the preloaded calls.
-constexpr std::string_view kIon = "/dev/ion";
-constexpr std::string_view kGe2d = "/dev/ge2d";
+std::string nameOf(int fd) {
+  char target[64] = "";
+  readlink(("/proc/self/fd/" + std::to_string(fd)).c_str(), target, sizeof target - 1);
+  const std::string link = target;
+  const std::size_t before = std::strlen("/memfd:");
+  const std::size_t after = std::strlen(" (deleted)");
+  const bool ours = link.rfind("/memfd:/dev/", 0) == 0 || link.rfind("/memfd:buffer ", 0) == 0;
+  return ours ? link.substr(before, link.size() - before - after) : "";
+}
 
-// The modern allocator has no handles; the request is known by name only, because the tool probes
-// with it.
-int unknownRequest(std::int32_t* /*words*/) { return -ENOTTY; }
+std::uint64_t bufferLength(const std::string& name) {
+  const std::size_t of = name.find(" of ");
+  return of == std::string::npos ? 0 : strtoull(&name[of + 4], nullptr, 10);
+}
 
-// In fields "+" marks an unsigned word and "++" an unsigned pair. Deliberately not the tool's own
-// structs: a slip there must show here.
-struct Request {
-  const char* driver;  // the allocator's interface, or the display's node
-  std::uint32_t code;
-  const char* name;
-  std::size_t size;  // bytes
-  const char* fields;
-  int (*perform)(std::int32_t* words);
-};
+int makeFile(const std::string& name, std::uint64_t backed, bool closeOnExec) {
+  const int fd = memfd_create(name.c_str(), closeOnExec ? MFD_CLOEXEC : 0);
+  if (fd >= 0 && (backed == 0 || fallocate64(fd, 0, 0, static_cast<off64_t>(backed)) == 0)) {
+    return fd;
+  }
+  const int error = errno;
+  closeOwn(fd);
+  return -error;
+}
 
-constexpr Request kRequests[] = {
-    {"modern", 0xC0044901, "free", 4, "handle", unknownRequest},
-    {"modern", 0xC0184900, "alloc", 24, "++len +heap_mask +flags fd +reserved", modernAlloc},
-    {"legacy", 0xC0144900, "alloc", 20, "+len +align +heap_mask +flags handle", legacyAlloc},
-    {"legacy", 0xC0044901, "free", 4, "handle", legacyFree},
-    {"legacy", 0xC0084904, "share", 8, "handle fd", legacyShare},
-    {"ge2d", 0x4631, "put", 80,
-     "+channel param_a format param_b param_c param_d window_x window_y window_w window_h compress "
-     "buf_width buf_height crop_x crop_y crop_w crop_h dma_buf_fd param_e out_value",
-     putPlane},
-    {"ge2d", 0x4632, "present", 8, "+channel +enable", presentPlane},
-    {"ge2d", 0x4635, "fastlogo", 4, "mode", setFastlogo},
-};
+void closeOwn(int fd) { syscall(SYS_close, fd); }
+
+int writeAll(int fd, const void* bytes, std::size_t size) {
+  const ssize_t written = write(fd, bytes, size);
+  const int error = written < 0 ? errno : ENOSPC;
+  return written == static_cast<ssize_t>(size) ? 0 : -error;
+}
+
+void complain(const std::string& path, int error) {
+  dprintf(STDERR_FILENO, "planeshow-sim: %s: %s\n", path.c_str(), strerrordesc_np(-error));
+}
+
+// The log. It is opened for each line: the tool's own descriptors keep the numbers of an ordinary
+// run.
+
+bool logging() { return !settings().log.empty(); }
+
+int appendToLog(const std::string& text, int openFlags) {
+  return withDescriptors([&] {
+    // Opening a FIFO that nobody reads fails instead of waiting; writing to one waits.
+    const int flags = O_WRONLY | O_APPEND | O_CLOEXEC | O_NONBLOCK | openFlags;
+    const int fd = open(settings().log.c_str(), flags, 0666);
+    if (fd < 0) {
+      return -errno;
+    }
+    fcntl(fd, F_SETFL, O_APPEND);
+    const int result = writeAll(fd, text.data(), text.size());
+    closeOwn(fd);
+    return result;
+  });
+}
+
+void logLine(const std::string& line) {
+  static std::atomic<bool> complained{false};
+  const int error = appendToLog(line + "\n", 0);
+  if (error != 0 && !complained.exchange(true)) {
+    complain(settings().log, error);
+  }
+}
 
 std::string resultText(int result) {
   return " = " +
          (result < 0 ? std::string("-1 ") + strerrorname_np(-result) : std::to_string(result));
 }
 
+// Requests.
+
+namespace {
+
 // The record's fields as name=value; those only that differ from before, if that is given.
 std::string describe(const Request& request, const std::int32_t* words,
-                     const std::int32_t* before) {
+                     const std::int32_t* before = nullptr) {
   std::string text;
-  for (const std::string& field : split(request.fields, ' ')) {
+  std::istringstream fields(request.fields);
+  for (std::string field; fields >> field;) {
     const std::size_t plus = field.find_first_not_of('+');
     const std::size_t count = plus == 2 ? 2 : 1;
     std::uint64_t value = 0;
@@ -70,131 +105,78 @@ std::string describe(const Request& request, const std::int32_t* words,
     words += count;
     before += before == nullptr ? 0 : count;
   }
-  return "{" + text + "}";
+  return " {" + text + "}";
 }
 
-int perform(const Request& request, std::int32_t* words) {
+// The driver's work, or what it was told to answer.
+int perform(const Request& request, int fd, std::int32_t* words) {
   const Fault* const fault = nextFault(request.name);
-  if (fault == nullptr || fault->answer > 0) {
-    const int result = request.perform(words);
-    return result == 0 && fault != nullptr ? fault->answer : result;
+  if (fault == nullptr || fault->result > 0) {
+    const int result = request.perform(fd, words);
+    return result == 0 && fault != nullptr ? fault->result : result;
   }
-  if (fault->answer == 0) {
-    words[request.perform == modernAlloc ? 4 : 1] = -1;  // the descriptor
+  if (fault->noDescriptor || request.failureInDescriptor) {
+    words[request.descriptor] = fault->noDescriptor ? -1 : -fault->error;
   }
-  return fault->answer;
+  return -fault->error;
+}
+
+const Request* requestOf(const std::string& device, std::uint32_t code) {
+  const bool ion = device == kIon;
+  for (const Request& known : ion ? ionRequests() : ge2dRequests()) {
+    if (known.code == code && known.setting == (ion ? settings().ion : settings().ge2d)) {
+      return &known;
+    }
+  }
+  return nullptr;
 }
 
 }  // namespace
 
-bool logging() { return !settings().log.empty(); }
-
-void logLine(const std::string& line) {
-  // Opened for each line: the tool's own descriptors keep the numbers of an ordinary run.
-  const int fd = open(settings().log.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
-  dprintf(fd, "%s\n", line.c_str());
-  close(fd);
-}
-
-std::string nameOf(int fd) {
-  char name[64] = "";
-  const std::string before = "/memfd:";
-  const std::string after = " (deleted)";
-  const ssize_t got =
-      readlink(("/proc/self/fd/" + std::to_string(fd)).c_str(), name, sizeof name - 1);
-  const std::string link = got < 0 ? "" : name;
-  const std::size_t length = before.size() + after.size();
-  return link.rfind(before, 0) == 0 ? link.substr(before.size(), link.size() - length) : "";
-}
-
-int makeFile(const std::string& name, std::uint64_t backed, bool closeOnExec) {
-  const int fd = memfd_create(name.c_str(), closeOnExec ? MFD_CLOEXEC : 0);
-  if (fd >= 0 && (backed == 0 || fallocate64(fd, 0, 0, static_cast<off64_t>(backed)) == 0)) {
-    return fd;
+bool isOffered(const std::string& request, bool yieldsDescriptor, const Settings& chosen) {
+  for (const auto* const requests : {&ionRequests(), &ge2dRequests()}) {
+    for (const Request& known : *requests) {
+      if (request == known.name && (known.descriptor > 0 || !yieldsDescriptor) &&
+          (known.setting == chosen.ion || known.setting == chosen.ge2d)) {
+        return true;
+      }
+    }
   }
-  const int error = errno;
-  syscall(SYS_close, fd);  // not a close of the tool's: it stays out of the log
-  return -error;
-}
-
-bool isDevice(const char* path) { return path != nullptr && (path == kIon || path == kGe2d); }
-
-int openDevice(const char* path, int flags) {
-  const std::string& node = path == kIon ? settings().ion : settings().ge2d;
-  const int result = node == "absent"      ? -ENOENT
-                     : node == "forbidden" ? -EACCES
-                                           : makeFile(path, 0, (flags & O_CLOEXEC) != 0);
-  if (logging()) {
-    const char* const access[] = {"O_RDONLY", "O_WRONLY", "O_RDWR", "O_ACCMODE"};
-    const int others = flags & ~(O_ACCMODE | O_CLOEXEC);
-    logLine("open " + std::string(path) + " " + access[flags & O_ACCMODE] +
-            ((flags & O_CLOEXEC) != 0 ? "|O_CLOEXEC" : "") +
-            (others != 0 ? "|" + std::to_string(others) : "") + resultText(result));
-  }
-  return result;
+  return false;
 }
 
 bool answerRequest(int fd, unsigned long code, void* record, int& result) {
+  static std::mutex oneAtATime;
   const std::string device = nameOf(fd);
-  result = fcntl(fd, F_GETFD) == -1 ? -EBADF : -ENOTTY;
   if (device != kIon && device != kGe2d) {
-    return result == -EBADF;
+    result = -EBADF;
+    return fcntl(fd, F_GETFD) == -1;
   }
-  const std::string driver = device == kIon ? settings().ion : "ge2d";
-  const Request* request = nullptr;
-  for (const Request& known : kRequests) {
-    request =
-        known.driver == driver && known.code == static_cast<std::uint32_t>(code) ? &known : request;
-  }
-  char text[32];
-  std::snprintf(text, sizeof text, "ioctl %d %08x", fd, static_cast<unsigned>(code));
-  std::string asked;
-  std::string changed;
-  if (request != nullptr && record == nullptr) {
-    result = -EFAULT;
-  } else if (request != nullptr) {
-    // As a driver does: copy in, work on the copy, copy out on success.
+  const std::lock_guard<std::mutex> lock(oneAtATime);
+  const Request* const request = requestOf(device, static_cast<std::uint32_t>(code));
+  char asked[32];
+  std::snprintf(asked, sizeof asked, "ioctl %d %08x", fd, static_cast<unsigned>(code));
+  std::string log = asked;
+  if (request == nullptr || record == nullptr) {
+    result = request == nullptr ? -ENOTTY : -EFAULT;
+    log += resultText(result);
+  } else {
+    // As a driver does: copy in, work on the copy, copy out.
     std::int32_t before[20] = {};
     std::int32_t words[20] = {};
     memcpy(before, record, request->size);
     memcpy(words, record, request->size);
-    result = perform(*request, words);
-    if (result >= 0) {
-      memcpy(record, words, request->size);
-    }
-    if (logging()) {
-      asked = std::string(" ") + request->name + " " + describe(*request, before, nullptr);
-      changed = result < 0 ? "" : " " + describe(*request, words, before);
+    result = perform(*request, fd, words);
+    memcpy(record, words, request->size);
+    log += std::string(" ") + request->name + describe(*request, before) + resultText(result);
+    if (result >= 0 || memcmp(words, before, sizeof words) != 0) {
+      log += describe(*request, words, before);
     }
   }
   if (logging()) {
-    logLine(text + asked + resultText(result) + changed);
+    logLine(log);
   }
   return true;
-}
-
-int mapFault(int fd) {
-  // Memory without a file is mapped before the process has an environment to read settings from.
-  const bool asked = fd >= 0 && !settings().faults.empty() && nameOf(fd).rfind("buffer", 0) == 0;
-  const Fault* const fault = asked ? nextFault("map") : nullptr;
-  return fault != nullptr ? fault->answer : 0;
-}
-
-void afterMap(int fd, std::size_t length, int protection, int flags, int result) {
-  const std::string name = fd >= 0 && logging() ? nameOf(fd) : "";
-  if (name.rfind("buffer", 0) == 0) {
-    logLine("map " + name + ": " + std::to_string(length) + " bytes " +
-            ((protection & PROT_READ) != 0 ? "r" : "-") +
-            ((protection & PROT_WRITE) != 0 ? "w" : "-") +
-            ((flags & MAP_SHARED) != 0 ? " shared" : "") + resultText(result));
-  }
-}
-
-void beforeClose(int fd) {
-  const std::string name = logging() ? nameOf(fd) : "";
-  if (!name.empty()) {
-    logLine("close " + std::to_string(fd) + " " + name);
-  }
 }
 
 }  // namespace sim

@@ -1,87 +1,122 @@
 // The simulated ION allocator: one heap, number 1, of plain memory in whole pages.
 
-#include <fcntl.h>
-#include <sys/syscall.h>
-#include <unistd.h>
+#include <sys/stat.h>
 
-#include <cerrno>
 #include <cstring>
 #include <map>
 
 #include "devices.h"
-#include "settings.h"
 
 namespace sim {
 
 namespace {
 
-constexpr std::uint64_t kPage = 4096;
-constexpr std::int32_t kHeap1 = 1 << 1;
-
-// Each keeps its memory, through a descriptor of its own, until it is freed.
-std::map<std::int32_t, int> handles;
-
-int allocate(std::uint64_t length, std::int32_t heapMask) {
-  static std::uint64_t used = 0;  // bytes; memory counts until the process ends, whatever is closed
+// Takes memory from the heap and names the buffer. The memory counts until the process ends,
+// whatever is closed.
+int reserve(std::uint64_t length, std::int32_t heapMask, std::string& name) {
+  static std::uint64_t used = 0;
   static unsigned buffers = 0;
-  const std::uint64_t backed = (length + kPage - 1) / kPage * kPage;
-  if (length == 0) {
+  // The kernels round up in 32 bits, where the lengths of the last page become 0.
+  if (length == 0 || wholePages(length) > UINT32_MAX) {
     return -EINVAL;
   }
-  if ((heapMask & kHeap1) == 0) {
+  if ((heapMask & 1 << 1) == 0) {
     return -ENODEV;
   }
-  if (length > UINT32_MAX || backed > settings().memory - used) {
+  if (wholePages(length) > settings().memory - used) {
     return -ENOMEM;
   }
-  const int fd =
-      makeFile("buffer " + std::to_string(buffers + 1) + " of " + std::to_string(length) + " bytes",
-               backed, true);
-  if (fd >= 0) {
-    used += backed;
-    ++buffers;
+  used += wholePages(length);
+  name = "buffer " + std::to_string(++buffers) + " of " + std::to_string(length) + " bytes";
+  return 0;
+}
+
+// Stores the buffer's new descriptor, or the negated errno, and returns the request's result.
+int makeBuffer(const std::string& name, std::int32_t& fd) {
+  fd = makeFile(name, wholePages(bufferLength(name)), true);
+  return fd < 0 ? fd : 0;
+}
+
+int modernAlloc(int /*ion*/, std::int32_t* words) {
+  std::uint64_t length = 0;
+  memcpy(&length, words, sizeof length);
+  if (words[5] != 0) {
+    return -EINVAL;  // stricter than the kernel, on purpose: it ignores what it may use one day
   }
-  return fd;
+  std::string name;
+  std::int32_t fd = 0;
+  int result = reserve(length, words[2], name);
+  if (result == 0) {
+    result = makeBuffer(name, fd);
+  }
+  words[4] = result == 0 ? fd : words[4];
+  return result;
+}
+
+int unknownToModern(int /*ion*/, std::int32_t* /*words*/) { return -ENOTTY; }
+
+// A handle belongs to one open of the device, told apart by its file's inode. It holds its memory
+// through no descriptor of the tool's, as in a kernel: the memory is made when it is first shared,
+// and anew when all descriptors of it have been closed since.
+struct Handle {
+  std::string name;
+  int shared = -1;  // the last descriptor made for it
+};
+std::map<std::int32_t, Handle>& handlesOf(int ion) {
+  static auto& all = *new std::map<ino_t, std::map<std::int32_t, Handle>>;
+  struct stat status = {};
+  fstat(ion, &status);
+  return all[status.st_ino];
+}
+
+int legacyAlloc(int ion, std::int32_t* words) {
+  Handle handle;
+  const int result = reserve(static_cast<std::uint32_t>(words[0]), words[2], handle.name);
+  if (result == 0) {
+    auto& handles = handlesOf(ion);
+    std::int32_t lowest = 1;
+    while (handles.count(lowest) > 0) {
+      ++lowest;
+    }
+    handles[lowest] = handle;
+    words[4] = lowest;
+  }
+  return result;
+}
+
+int legacyShare(int ion, std::int32_t* words) {
+  auto& handles = handlesOf(ion);
+  const auto found = handles.find(words[0]);
+  if (found == handles.end()) {
+    return -EINVAL;
+  }
+  auto& [name, shared] = found->second;
+  if (nameOf(shared) != name) {
+    const int result = makeBuffer(name, words[1]);
+    shared = words[1];
+    return result;
+  }
+  words[1] = fcntl(shared, F_DUPFD_CLOEXEC, 0);
+  words[1] = words[1] < 0 ? -errno : words[1];
+  return words[1] < 0 ? words[1] : 0;
+}
+
+int legacyFree(int ion, std::int32_t* words) {
+  return handlesOf(ion).erase(words[0]) == 1 ? 0 : -EINVAL;
 }
 
 }  // namespace
 
-int modernAlloc(std::int32_t* words) {
-  std::uint64_t length = 0;
-  memcpy(&length, words, sizeof length);
-  const int fd = words[5] != 0 ? -EINVAL : allocate(length, words[2]);
-  words[4] = fd;
-  return fd < 0 ? fd : 0;
-}
-
-int legacyAlloc(std::int32_t* words) {
-  static std::int32_t lastHandle = 0;
-  const int fd = allocate(static_cast<std::uint32_t>(words[0]), words[2]);
-  if (fd < 0) {
-    return fd;
-  }
-  handles[++lastHandle] = fd;
-  words[4] = lastHandle;
-  return 0;
-}
-
-int legacyShare(std::int32_t* words) {
-  const auto handle = handles.find(words[0]);
-  if (handle == handles.end()) {
-    return -EINVAL;
-  }
-  words[1] = fcntl(handle->second, F_DUPFD_CLOEXEC, 0);
-  return words[1] < 0 ? -errno : 0;
-}
-
-int legacyFree(std::int32_t* words) {
-  const auto handle = handles.find(words[0]);
-  if (handle == handles.end()) {
-    return -EINVAL;
-  }
-  syscall(SYS_close, handle->second);  // not a close of the tool's: it stays out of the log
-  handles.erase(handle);
-  return 0;
+const std::vector<Request>& ionRequests() {
+  // The modern allocator knows no free; it is here by name because the tool probes with it.
+  static const auto& requests = *new std::vector<Request>{
+      {"modern", 0xC0044901, "free", 4, "handle", unknownToModern},
+      {"modern", 0xC0184900, "alloc", 24, "++len +heap_mask +flags fd +reserved", modernAlloc, 4},
+      {"legacy", 0xC0144900, "alloc", 20, "+len +align +heap_mask +flags handle", legacyAlloc},
+      {"legacy", 0xC0044901, "free", 4, "handle", legacyFree},
+      {"legacy", 0xC0084904, "share", 8, "handle fd", legacyShare, 1, true},
+  };
+  return requests;
 }
 
 }  // namespace sim

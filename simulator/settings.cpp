@@ -1,6 +1,5 @@
 #include "settings.h"
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -9,114 +8,123 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <regex>
+#include <sstream>
+#include <string_view>
+
+#include "devices.h"
 
 namespace sim {
 
 namespace {
 
-[[noreturn]] void reject(const char* name, const std::string& value, const char* why) {
-  dprintf(STDERR_FILENO, "planeshow-sim: %s=%s: %s\n", name, value.c_str(), why);
+constexpr std::string_view kPrefix = "PLANESHOW_SIM_";
+constexpr std::string_view kVariables[] = {"ION", "GE2D", "MEMORY", "FAIL", "LOG", "STATE"};
+
+[[noreturn]] void reject(std::string_view variable, const std::string& value, const char* why) {
+  const std::string setting = std::string(kPrefix).append(variable) + "=" + value;
+  dprintf(STDERR_FILENO, "planeshow-sim: %s: %s\n", setting.c_str(), why);
   _exit(2);
 }
 
-// The variable's value, or the first of the choices if it isn't set. No choices: any value.
-std::string read(const char* name, const std::vector<std::string>& choices) {
-  const char* const value = getenv(name);
-  if (value == nullptr || *value == '\0') {
-    return choices.empty() ? "" : choices[0];
-  }
-  bool known = choices.empty();
-  for (const std::string& choice : choices) {
-    known = known || choice == value;
-  }
-  return known ? value : (reject(name, value, "not one of its values"), "");
-}
-
-int errnoOf(const std::string& name) {
-  for (int error = 1; error < 200; ++error) {
-    const char* const known = strerrorname_np(error);
-    if (known != nullptr && name == known) {
-      return error;
+void rejectUnknown() {
+  for (char** entry = environ; *entry != nullptr; ++entry) {
+    std::string_view name = *entry;
+    const std::size_t equals = std::min(name.find('='), name.size());
+    if (name.substr(0, kPrefix.size()) == kPrefix) {
+      name = name.substr(kPrefix.size(), equals - kPrefix.size());
+      if (std::find(std::begin(kVariables), std::end(kVariables), name) == std::end(kVariables)) {
+        reject(name, *entry + equals + 1, "there is no such setting");
+      }
     }
   }
-  return 0;
 }
 
-template <typename Number>
-bool parseNumber(const std::string& text, Number& number) {
-  const char* const end = text.data() + text.size();
-  const auto [stop, error] = std::from_chars(text.data(), end, number);
-  return error == std::errc() && stop == end && number > 0;
+std::string read(std::string_view variable) {
+  const char* const value = getenv(std::string(kPrefix).append(variable).c_str());
+  return value == nullptr ? "" : value;
 }
 
-// request:answer[:n[+]], the answer an errno's name, a positive number or "nofd".
-bool parseFault(const std::string& text, bool legacy, Fault& fault) {
-  std::vector<std::string> pieces = split(text, ':');
-  if (pieces.size() == 2) {
-    pieces.emplace_back("1+");
+// The first of the choices if the variable isn't set.
+std::string choose(std::string_view variable, std::initializer_list<const char*> choices) {
+  const std::string value = read(variable);
+  if (value.empty()) {
+    return *choices.begin();
   }
-  if (pieces.size() != 3 || pieces[2].empty() || text.back() == ':') {
-    return false;
+  if (std::find(choices.begin(), choices.end(), value) == choices.end()) {
+    reject(variable, value, "not one of its values");
   }
-  fault.request = pieces[0];
-  fault.andFollowing = pieces[2].back() == '+';
-  if (fault.andFollowing) {
-    pieces[2].pop_back();
+  return value;
+}
+
+// The number of an errno's name, or 0.
+int errnoOf(const std::string& name) {
+  // Second names, which the C library doesn't give for a number.
+  if (name == "EWOULDBLOCK" || name == "EDEADLOCK" || name == "ENOTSUP") {
+    return name == "EWOULDBLOCK" ? EWOULDBLOCK : name == "EDEADLOCK" ? EDEADLOCK : ENOTSUP;
   }
-  const bool yieldsDescriptor = (fault.request == "alloc" && !legacy) || fault.request == "share";
-  const bool isRequest = yieldsDescriptor || fault.request == "alloc" || fault.request == "free" ||
-                         fault.request == "put" || fault.request == "present" ||
-                         fault.request == "fastlogo";
-  fault.answer = -errnoOf(pieces[1]);
-  const bool fits = fault.answer < 0      ? isRequest || fault.request == "map"
-                    : pieces[1] == "nofd" ? yieldsDescriptor
-                                          : isRequest && parseNumber(pieces[1], fault.answer);
-  return fits && parseNumber(pieces[2], fault.first);
+  int error = 199;
+  while (error > 0 && (strerrorname_np(error) == nullptr || name != strerrorname_np(error))) {
+    --error;
+  }
+  return error;
+}
+
+Fault parseFault(const std::string& text, const Settings& chosen) {
+  static const std::regex pattern(
+      "([a-z0-9]+):(nofd|[1-9]\\d{0,8}|E\\w+)(:([1-9]\\d{0,8})(\\+)?)?");
+  std::smatch pieces;
+  if (!std::regex_match(text, pieces, pattern)) {
+    reject("FAIL", text, "not request:answer[:n[+]]");
+  }
+  const std::string answer = pieces[2];
+  const bool always = !pieces[3].matched;
+  Fault fault = {};
+  fault.request = pieces[1];
+  fault.noDescriptor = answer == "nofd";
+  fault.error = errnoOf(answer);
+  fault.result = atoi(answer.c_str());
+  fault.first = always ? 1 : static_cast<unsigned>(std::stoul(pieces[4]));
+  fault.andFollowing = always || pieces[5].matched;
+  if (answer[0] == 'E' && fault.error == 0) {
+    reject("FAIL", text, "there is no such errno");
+  }
+  if (!isOffered(fault.request, fault.noDescriptor, chosen)) {
+    reject("FAIL", text, "the chosen devices have no such request or answer");
+  }
+  return fault;
 }
 
 Settings readSettings() {
+  rejectUnknown();
   Settings found;
-  found.ion = read("PLANESHOW_SIM_ION", {"modern", "legacy", "absent", "forbidden"});
-  found.ge2d = read("PLANESHOW_SIM_GE2D", {"present", "absent", "forbidden"});
-  found.log = read("PLANESHOW_SIM_LOG", {});
-  found.state = read("PLANESHOW_SIM_STATE", {});
-  const std::string memory = read("PLANESHOW_SIM_MEMORY", {});
-  if (!memory.empty() && !parseNumber(memory, found.memory)) {
-    reject("PLANESHOW_SIM_MEMORY", memory, "not a number of bytes");
+  found.ion = choose("ION", {"modern", "legacy", "absent", "forbidden"});
+  found.ge2d = choose("GE2D", {"present", "absent", "forbidden"});
+  found.log = read("LOG");
+  found.state = read("STATE");
+  const std::string memory = read("MEMORY");
+  const char* const end = memory.data() + memory.size();
+  const auto number = std::from_chars(memory.data(), end, found.memory);
+  if (!memory.empty() && (number.ec != std::errc() || number.ptr != end || found.memory == 0)) {
+    reject("MEMORY", memory, "not a number of bytes");
   }
-  for (const std::string& text : split(read("PLANESHOW_SIM_FAIL", {}), ',')) {
-    Fault fault = {};
-    if (!parseFault(text, found.ion == "legacy", fault)) {
-      reject("PLANESHOW_SIM_FAIL", text, "not request:answer[:n[+]]");
-    }
-    found.faults.push_back(fault);
+  const std::string list = read("FAIL");
+  std::istringstream faults(list.empty() ? "" : list + ",");  // getline drops what follows the last
+  for (std::string text; std::getline(faults, text, ',');) {
+    found.faults.push_back(parseFault(text, found));
   }
   return found;
 }
 
 // Before main, so that a bad setting is seen whatever the run does.
 [[gnu::constructor]] void checkSettings() {
-  const std::string& log = settings().log;
-  if (!log.empty()) {
-    const int fd = open(log.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
-    if (fd < 0) {
-      reject("PLANESHOW_SIM_LOG", log, strerrordesc_np(errno));
-    }
-    close(fd);
+  const int error = logging() ? appendToLog("", O_CREAT) : 0;
+  if (error != 0) {
+    reject("LOG", settings().log, strerrordesc_np(-error));
   }
 }
 
 }  // namespace
-
-std::vector<std::string> split(const std::string& text, char separator) {
-  std::vector<std::string> pieces;
-  for (std::size_t at = 0; at < text.size();) {
-    const std::size_t end = std::min(text.find(separator, at), text.size());
-    pieces.push_back(text.substr(at, end - at));
-    at = end + 1;
-  }
-  return pieces;
-}
 
 Settings& settings() {
   static Settings& settings = *new Settings(readSettings());  // used until the last exit handler
@@ -126,11 +134,9 @@ Settings& settings() {
 const Fault* nextFault(const std::string& request) {
   const Fault* met = nullptr;
   for (Fault& fault : settings().faults) {
-    if (fault.request == request) {
-      ++fault.seen;
-      const bool now =
-          fault.seen == fault.first || (fault.andFollowing && fault.seen > fault.first);
-      met = now && met == nullptr ? &fault : met;
+    if (fault.request == request && ++fault.seen >= fault.first &&
+        (fault.seen == fault.first || fault.andFollowing) && met == nullptr) {
+      met = &fault;
     }
   }
   return met;

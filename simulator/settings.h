@@ -6,12 +6,13 @@
 
 namespace sim {
 
-// An answer that one kind of request, or a mapping of a buffer, is told to give.
+// What one kind of request is told to answer.
 struct Fault {
   std::string request;
-  int answer;      // a negated errno; the positive result of a request that does its work; or 0, a
-                   // success that yields the descriptor -1
-  unsigned first;  // the use that meets it
+  int error;          // the errno that it fails with, or 0
+  int result;         // the positive result that it returns after its work, or 0
+  bool noDescriptor;  // it succeeds with the descriptor -1
+  unsigned first;     // the use that meets the fault
   bool andFollowing;
   unsigned seen = 0;
 };
@@ -25,11 +26,9 @@ struct Settings {
   std::string state;  // folder, empty for none
 };
 
-// The pieces between the separators: "a,b" has two, "" none.
-std::vector<std::string> split(const std::string& text, char separator);
-
-// Read from the environment once. A setting that makes no sense ends the process with status 2 and
-// one line on standard error: a test on devices other than those asked for is worse than none.
+// Read from the environment once. A setting that makes no sense, or can't take effect, ends the
+// process with status 2 and one line on standard error: a test on devices other than those asked
+// for is worse than none.
 Settings& settings();
 
 // The fault that this use of the request meets, or null. Counts the use.

@@ -82,10 +82,11 @@ Pixel hatch(std::int64_t x, std::int64_t y) {
 }
 
 void drawChannel(unsigned channel, const std::string& folder, Screen& screen) {
-  const auto file = contents(folder + "/" + sim::layerFile(channel));
+  const auto file = contents(sim::channelFile(folder, channel, "layer"));
   const std::string name = "channel " + std::to_string(channel) + ": ";
   sim::Layer layer = {};
-  if (file.empty()) {
+  struct stat status = {};
+  if (file.empty() || stat(sim::channelFile(folder, channel, "hidden").c_str(), &status) == 0) {
     return;
   }
   if (file.size() < sizeof layer) {

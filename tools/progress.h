@@ -6,8 +6,6 @@
 #include <cstdint>
 #include <cstdio>
 
-namespace sim {
-
 // Says on standard error how far a piece of work is: after two seconds, and then every second.
 class Progress {
  public:
@@ -31,5 +29,3 @@ class Progress {
   std::chrono::steady_clock::time_point mNext =
       std::chrono::steady_clock::now() + std::chrono::seconds(2);
 };
-
-}  // namespace sim
