@@ -3,6 +3,7 @@
 #include <sys/mman.h>
 #include <sys/syscall.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
@@ -15,13 +16,13 @@ namespace sim {
 // Descriptors.
 
 std::string nameOf(int fd) {
-  char target[64] = "";
-  readlink(("/proc/self/fd/" + std::to_string(fd)).c_str(), target, sizeof target - 1);
-  const std::string link = target;
-  const std::size_t before = std::strlen("/memfd:");
-  const std::size_t after = std::strlen(" (deleted)");
+  char target[64];
+  const std::string entry = "/proc/self/fd/" + std::to_string(fd);
+  const ssize_t got = readlink(entry.c_str(), target, sizeof target);
+  const std::string link(target, static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
   const bool ours = link.rfind("/memfd:/dev/", 0) == 0 || link.rfind("/memfd:buffer ", 0) == 0;
-  return ours ? link.substr(before, link.size() - before - after) : "";
+  const std::size_t before = std::strlen("/memfd:");
+  return ours ? link.substr(before, link.rfind(" (deleted)") - before) : "";
 }
 
 std::uint64_t bufferLength(const std::string& name) {
