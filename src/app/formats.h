@@ -7,8 +7,4 @@
 inline constexpr struct {
   std::string_view name;
   std::int32_t code;
-} formatTable[] = {
-    {"ARGB8888", 0},
-    {"RGB888", 1},
-    {"RGB565", 2},
-};
+} formatTable[] = {{"ARGB8888", 0}, {"RGB888", 1}, {"RGB565", 2}};

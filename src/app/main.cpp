@@ -6,7 +6,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
-#include <string>
 
 #include "app/formats.h"
 #include "app/options.h"
@@ -30,7 +29,7 @@ void prepareDescriptorsAndSignals() {
 }
 
 // The driver's format code, or -1 for any other name: whether that is an error is the driver's say.
-std::int32_t formatCode(const std::string& name) {
+std::int32_t formatCode(std::string_view name) {
   for (const auto& format : formatTable) {
     if (name == format.name) {
       return format.code;
@@ -96,11 +95,11 @@ std::unique_ptr<orvan::IonBuffer> initImageBuffer(const char* path) {
   return buffer;
 }
 
-_plane_info describeLayer(const Cmdoptions& options, std::int32_t format, int bufferFd) {
+_plane_info describeLayer(const Cmdoptions& options, int bufferFd) {
   _plane_info info = {};
   info.channel = static_cast<std::uint32_t>(options.target);
   info.param_a = 0;
-  info.format = format;
+  info.format = formatCode(options.format);
   info.param_b = 1;
   info.param_c = 2;
   info.param_d = 255;
@@ -142,13 +141,12 @@ int main(int argc, char** argv) {
     Debug::gDebugInstance.error("%s: initImageBuffer error, exit!", "main");
     std::exit(1);
   }
-  const std::int32_t format = formatCode(options.format);
   fastlogoCtrl(options.fastlogo ? 1 : 0);
 
   // The layer's own descriptor, open until the process ends: the layer may outlive our buffer. The
   // -1 of a failed dup is printed and sent like any other.
   const int layerFd = dup(buffer->getPrivateBuffer()->fd);
-  _plane_info info = describeLayer(options, format, layerFd);
+  _plane_info info = describeLayer(options, layerFd);
   printLayer(info);
   int out = -1;
   if (submitLayer(&info, &out) != 0) {

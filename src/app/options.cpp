@@ -42,19 +42,15 @@ void cxxopts::values::integer_parser(const std::string& text, std::int32_t& valu
 namespace {
 
 const char* const kBanner =
-    "\n"
-    "QM710 OSD Display Test Tool\n"
-    "Version: " PLANESHOW_VERSION
-    "\n"
-    "Contact: the planeshow maintainers\n";
+    "\nQM710 OSD Display Test Tool\n"
+    "Version: " PLANESHOW_VERSION "\nContact: the planeshow maintainers\n";
 
 // The names, each on a line, centred in eight columns behind four blanks.
 std::string formatList() {
-  constexpr std::size_t columns = 8;
   std::string list;
-  for (const auto& format : formatTable) {
-    const std::size_t blanks = columns - std::min(columns, format.name.size());
-    list.append(4 + blanks / 2, ' ').append(format.name).append(blanks - blanks / 2, ' ') += '\n';
+  for (const auto& [name, code] : formatTable) {
+    const std::size_t blanks = 8 - std::min<std::size_t>(8, name.size());
+    list.append(4 + blanks / 2, ' ').append(name).append(blanks - blanks / 2, ' ') += '\n';
   }
   return list;
 }
