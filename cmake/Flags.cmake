@@ -1,5 +1,14 @@
+include(CheckCXXCompilerFlag)
+
 add_compile_options(-Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Wold-style-cast
                     -Wnon-virtual-dtor -Wundef -Wformat=2 -Werror)
+
+# What a destructor leaves, descriptor -1 and size 0, is what an exit handler or a debugger finds.
+# g++ takes an object's last stores for dead and drops them; clang doesn't, and doesn't know the option.
+check_cxx_compiler_flag(-fno-lifetime-dse PLANESHOW_HAS_LIFETIME_DSE)
+if(PLANESHOW_HAS_LIFETIME_DSE)
+  add_compile_options(-fno-lifetime-dse)
+endif()
 
 if(PLANESHOW_SANITIZE)
   add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
