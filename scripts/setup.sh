@@ -6,21 +6,43 @@ cd "$(dirname "$0")/.."
 
 purpose=${1:-demo}
 packages=(cmake g++ ninja-build libpng-dev)
-arm=(g++-arm-linux-gnueabihf qemu-user googletest)
+arm=(g++-arm-linux-gnueabihf qemu-user)
+tests=("${arm[@]}" clang libc++-dev libc++abi-dev man-db python3-pytest python3-pil googletest imagemagick)
 case $purpose in
   demo) ;;
-  test) packages+=("${arm[@]}" imagemagick man-db) ;;
-  check) packages+=("${arm[@]}" imagemagick man-db git clang clang-format clang-tidy cppcheck shellcheck valgrind) ;;
-  package) packages+=("${arm[@]}") ;;
-  bench) packages+=(hyperfine time valgrind) ;;
+  test) packages+=("${tests[@]}") ;;
+  check) packages+=("${tests[@]}" git clang-format clang-tidy cppcheck shellcheck valgrind) ;;
+  package) packages+=("${arm[@]}" git dpkg-dev lintian) ;;
+  bench) packages+=(hyperfine python3 time valgrind) ;;
   *)
     echo "usage: scripts/setup.sh [demo|test|check|package|bench]" >&2
     exit 2
     ;;
 esac
 
-as_root=()
-[ "$(id -u)" = 0 ] || as_root=(sudo)
+# The option parser: this Debian has another series of it, so the package of the release before
+# comes from the machine's own mirror, with apt's signature check, into the build tree only.
+suite=bullseye
+header=usr/include/cxxopts.hpp
+sum=8927a2ff6a2deb45496bb1b1b4cd9e5bd1a2c01f29c4088168540f2ffed60bdf
+deps=$PWD/build/deps
+
+# Apt says hundreds of lines; they show when something fails. A download's size shows at once.
+log=$(mktemp)
+at_exit() {
+  local status=$?
+  [ $status = 0 ] || cat "$log" >&2
+  rm -rf "$log" "$deps/new"
+  [ -f "$deps/cxxopts/$header" ] ||
+    echo "scripts/setup.sh: the option parser is missing: cxxopts.hpp of the 2.2 series (2.2.1 has the SHA-256 $sum)." \
+      "Put it into build/deps/cxxopts/usr/include, or name its folder with cmake -DPLANESHOW_CXXOPTS_DIR=..." >&2
+  exit $status
+}
+trap at_exit EXIT
+quietly() { "$@" 2>&1 | tee -a "$log" | sed -nu 's/^Need to get /   downloading /p'; }
+export LC_ALL=C
+as_root=(env DEBIAN_FRONTEND=noninteractive)
+[ "$(id -u)" = 0 ] || as_root=(sudo "${as_root[@]}")
 
 missing=()
 for package in "${packages[@]}"; do
@@ -28,37 +50,26 @@ for package in "${packages[@]}"; do
 done
 if [ ${#missing[@]} -gt 0 ]; then
   echo "== Installing ${missing[*]}"
-  "${as_root[@]}" apt-get update -q
-  "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
-    apt-get install -y -q --no-install-recommends "${missing[@]}"
+  quietly "${as_root[@]}" apt-get update
+  quietly "${as_root[@]}" apt-get install -y --no-install-recommends "${missing[@]}"
 fi
 
-# The option parser: this Debian has another series of it, so the package of the release before
-# comes from the machine's own mirror, with apt's signature check, into the build tree only.
-deps=$PWD/build/deps
-version=2.2.1-2
-sum=aa071c1fdb984c3279e811937605b45d50c45291192ace3c5c8c1ed1badf5632
-package=$deps/libcxxopts-dev_${version}_amd64.deb
-if [ ! -f "$deps/cxxopts/usr/include/cxxopts.hpp" ]; then
-  echo "== Fetching libcxxopts-dev $version"
+if [ ! -f "$deps/cxxopts/$header" ]; then
+  echo "== Fetching libcxxopts-dev of $suite, for the option parser's header"
   # shellcheck disable=SC2016  # apt's own variable
   mirrors() { apt-get indextargets --format '$(REPO_URI)' 'Created-By: Packages' 'Origin: Debian' 'Label: Debian'; }
-  [ -n "$(mirrors)" ] || "${as_root[@]}" apt-get update -q
+  [ -n "$(mirrors)" ] || quietly "${as_root[@]}" apt-get update
   mirror=$(mirrors | head -n 1)
-  if [ -z "$mirror" ]; then
-    echo "scripts/setup.sh: apt has no Debian mirror to fetch libcxxopts-dev from" >&2
-    exit 1
-  fi
-  private=$deps/apt
-  mkdir -p "$private/lists/partial" "$private/cache/archives/partial"
-  keyring=/usr/share/keyrings/debian-archive-keyring.gpg
-  echo "deb [arch=amd64 signed-by=$keyring] $mirror bullseye main" >"$private/sources.list"
-  apt=(apt-get -q -o "Dir::Etc::SourceList=$private/sources.list" -o Dir::Etc::SourceParts=/dev/null
-    -o "Dir::State::Lists=$private/lists" -o "Dir::Cache=$private/cache"
-    -o APT::Architecture=amd64 -o APT::Architectures=amd64 -o APT::Sandbox::User=)
-  "${apt[@]}" update
-  (cd "$deps" && "${apt[@]}" download "libcxxopts-dev=$version")
-  echo "$sum  $package" | sha256sum --check --quiet
-  dpkg-deb -x "$package" "$deps/cxxopts"
-  rm -r "$private"
+  : "${mirror:?apt knows no Debian mirror}"
+  mkdir -p "$deps/new/lists/partial" "$deps/new/cache/archives/partial"
+  cd "$deps/new"
+  echo "deb [arch=amd64 signed-by=/usr/share/keyrings/debian-archive-keyring.gpg] $mirror $suite main" >sources.list
+  apt=(apt-get -o Dir::Etc::SourceList="$PWD/sources.list" -o Dir::Etc::SourceParts=/dev/null
+    -o Dir::State::Lists="$PWD/lists" -o Dir::Cache="$PWD/cache" -o APT::Sandbox::User= -o APT::Architecture=amd64
+    -o APT::Architectures=amd64 -o APT::Update::Error-Mode=any)
+  quietly "${apt[@]}" update
+  quietly "${apt[@]}" download libcxxopts-dev
+  dpkg-deb -x libcxxopts-dev_*.deb cxxopts
+  echo "$sum  cxxopts/$header" | sha256sum --check --quiet
+  mv cxxopts "$deps"
 fi

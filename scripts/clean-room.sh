@@ -1,0 +1,34 @@
+#!/usr/bin/env bash
+# Passes the README's two commands on the last commit in a fresh minimal Debian, bookworm or trixie, as
+# their first user would, and says how long each took. Needs root, git and debootstrap.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+suite=${1:?usage: scripts/clean-room.sh bookworm|trixie}
+root=$(mktemp -d)
+trap 'rm -rf --one-file-system "$root"' EXIT
+# What is mounted and what runs in here ends with the command, however that ends.
+apart() { unshare --mount --pid --fork --kill-child "$@"; }
+timed() {
+  local start=$SECONDS
+  echo "==== $suite: $*"
+  apart --root="$root" --mount-proc=/proc --wd=/planeshow \
+    env -i HOME=/root TERM=dumb PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin "$@"
+  took+=("$(printf '%s: %s took %d s' "$suite" "$*" $((SECONDS - start)))")
+}
+
+echo "==== $suite: making the root"
+# shellcheck disable=SC2016  # apt's own variable
+mirror=$(apt-get indextargets --format '$(REPO_URI)' 'Created-By: Packages' 'Origin: Debian' 'Label: Debian' | head -n 1)
+apart debootstrap --variant=minbase "$suite" "$root" "${mirror:?apt knows no Debian mirror}" >"$root.log" || {
+  tail "$root.log" >&2
+  exit 1
+}
+# How this machine reaches its mirror is how the room does.
+apt-config dump Acquire >"$root/etc/apt/apt.conf.d/machine"
+git clone --quiet . "$root/planeshow"
+
+took=()
+timed scripts/demo.sh
+timed scripts/test.sh
+printf '%s\n' "${took[@]}"
