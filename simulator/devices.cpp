@@ -116,35 +116,13 @@ int perform(const Request& request, int fd, std::int32_t* words) {
     const int result = request.perform(fd, words);
     return result == 0 && fault != nullptr ? fault->result : result;
   }
-  if (fault->noDescriptor || request.failureInDescriptor) {
+  if (fault->noDescriptor || request.errorInDescriptor) {
     words[request.descriptor] = fault->noDescriptor ? -1 : -fault->error;
   }
   return -fault->error;
 }
 
-const Request* requestOf(const std::string& device, std::uint32_t code) {
-  const bool ion = device == kIon;
-  for (const Request& known : ion ? ionRequests() : ge2dRequests()) {
-    if (known.code == code && known.setting == (ion ? settings().ion : settings().ge2d)) {
-      return &known;
-    }
-  }
-  return nullptr;
-}
-
 }  // namespace
-
-bool isOffered(const std::string& request, bool yieldsDescriptor, const Settings& chosen) {
-  for (const auto* const requests : {&ionRequests(), &ge2dRequests()}) {
-    for (const Request& known : *requests) {
-      if (request == known.name && (known.descriptor > 0 || !yieldsDescriptor) &&
-          (known.setting == chosen.ion || known.setting == chosen.ge2d)) {
-        return true;
-      }
-    }
-  }
-  return false;
-}
 
 bool answerRequest(int fd, unsigned long code, void* record, int& result) {
   static std::mutex oneAtATime;
@@ -154,7 +132,9 @@ bool answerRequest(int fd, unsigned long code, void* record, int& result) {
     return fcntl(fd, F_GETFD) == -1;
   }
   const std::lock_guard<std::mutex> lock(oneAtATime);
-  const Request* const request = requestOf(device, static_cast<std::uint32_t>(code));
+  const Request* const request = findRequest(settings(), [&](const Request& known) {
+    return device == known.device && known.code == static_cast<std::uint32_t>(code);
+  });
   char asked[32];
   std::snprintf(asked, sizeof asked, "ioctl %d %08x", fd, static_cast<unsigned>(code));
   std::string log = asked;

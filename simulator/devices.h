@@ -63,20 +63,31 @@ std::string resultText(int result);
 // A request of a driver. It gets its own copy of the record, a list of 32-bit words, and the
 // descriptor that it came through; a failed one leaves the record alone, unless a real one doesn't.
 struct Request {
-  const char* setting;  // of the device, which has the request
+  const char* device;
+  const char* setting;  // which the device must have to know the request
   std::uint32_t code;
   const char* name;
   std::size_t size;    // of the record, bytes
   const char* fields;  // "+" marks an unsigned word and "++" an unsigned pair
   int (*perform)(int fd, std::int32_t* words);
-  int descriptor = 0;                // the word that gets a new descriptor, if any
-  bool failureInDescriptor = false;  // it gets the negated errno of a failure, too
+  int descriptor = 0;              // the word that gets a new descriptor, if any
+  bool errorInDescriptor = false;  // it gets the negated errno of a failure, too
 };
 const std::vector<Request>& ionRequests();
 const std::vector<Request>& ge2dRequests();
 
-// Whether the chosen devices have the request, and it yields a descriptor if it must.
-bool isOffered(const std::string& request, bool yieldsDescriptor, const Settings& chosen);
+// The first request that meets the condition among those that the chosen devices have, or null.
+template <typename Condition>
+const Request* findRequest(const Settings& chosen, const Condition& condition) {
+  for (const auto* const requests : {&ionRequests(), &ge2dRequests()}) {
+    for (const Request& known : *requests) {
+      if ((known.setting == chosen.ion || known.setting == chosen.ge2d) && condition(known)) {
+        return &known;
+      }
+    }
+  }
+  return nullptr;
+}
 
 // True if result is the answer: the devices answer for their own descriptors, and with EBADF for
 // those that aren't open, because an emulator may not. From any thread.

@@ -175,12 +175,12 @@ int setFastlogo(int /*ge2d*/, std::int32_t* words) {
 
 const std::vector<Request>& ge2dRequests() {
   static const auto& requests = *new std::vector<Request>{
-      {"present", 0x4631, "put", 80,
+      {kGe2d, "present", 0x4631, "put", 80,
        "+channel param_a format param_b param_c param_d window_x window_y window_w window_h "
        "compress buf_width buf_height crop_x crop_y crop_w crop_h dma_buf_fd param_e out_value",
        putPlane},
-      {"present", 0x4632, "present", 8, "+channel +enable", presentPlane},
-      {"present", 0x4635, "fastlogo", 4, "mode", setFastlogo},
+      {kGe2d, "present", 0x4632, "present", 8, "+channel +enable", presentPlane},
+      {kGe2d, "present", 0x4635, "fastlogo", 4, "mode", setFastlogo},
   };
   return requests;
 }

@@ -110,11 +110,13 @@ int legacyFree(int ion, std::int32_t* words) {
 const std::vector<Request>& ionRequests() {
   // The modern allocator knows no free; it is here by name because the tool probes with it.
   static const auto& requests = *new std::vector<Request>{
-      {"modern", 0xC0044901, "free", 4, "handle", unknownToModern},
-      {"modern", 0xC0184900, "alloc", 24, "++len +heap_mask +flags fd +reserved", modernAlloc, 4},
-      {"legacy", 0xC0144900, "alloc", 20, "+len +align +heap_mask +flags handle", legacyAlloc},
-      {"legacy", 0xC0044901, "free", 4, "handle", legacyFree},
-      {"legacy", 0xC0084904, "share", 8, "handle fd", legacyShare, 1, true},
+      {kIon, "modern", 0xC0044901, "free", 4, "handle", unknownToModern},
+      {kIon, "modern", 0xC0184900, "alloc", 24, "++len +heap_mask +flags fd +reserved", modernAlloc,
+       4},
+      {kIon, "legacy", 0xC0144900, "alloc", 20, "+len +align +heap_mask +flags handle",
+       legacyAlloc},
+      {kIon, "legacy", 0xC0044901, "free", 4, "handle", legacyFree},
+      {kIon, "legacy", 0xC0084904, "share", 8, "handle fd", legacyShare, 1, true},
   };
   return requests;
 }

@@ -38,7 +38,6 @@ bool isDevice(const char* path) {
          (path == std::string_view(sim::kIon) || path == std::string_view(sim::kGe2d));
 }
 
-// Returns a descriptor or a negated errno.
 int openDevice(const std::string& path, int flags) {
   const std::string& node = path == sim::kIon ? sim::settings().ion : sim::settings().ge2d;
   const int result = node == "absent"      ? -ENOENT

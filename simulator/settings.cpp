@@ -8,9 +8,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <map>
 #include <regex>
 #include <sstream>
-#include <string_view>
 
 #include "devices.h"
 
@@ -18,41 +18,35 @@ namespace sim {
 
 namespace {
 
-constexpr std::string_view kPrefix = "PLANESHOW_SIM_";
-constexpr std::string_view kVariables[] = {"ION", "GE2D", "MEMORY", "FAIL", "LOG", "STATE"};
+const char kPrefix[] = "PLANESHOW_SIM_";
 
-[[noreturn]] void reject(std::string_view variable, const std::string& value, const char* why) {
-  const std::string setting = std::string(kPrefix).append(variable) + "=" + value;
-  dprintf(STDERR_FILENO, "planeshow-sim: %s: %s\n", setting.c_str(), why);
+[[noreturn]] void reject(const std::string& name, const std::string& value, const char* why) {
+  dprintf(STDERR_FILENO, "planeshow-sim: %s%s=%s: %s\n", kPrefix, name.c_str(), value.c_str(), why);
   _exit(2);
 }
 
-void rejectUnknown() {
+// The variables that are set, without their prefix.
+std::map<std::string, std::string> readEnvironment() {
+  std::map<std::string, std::string> found;
   for (char** entry = environ; *entry != nullptr; ++entry) {
-    std::string_view name = *entry;
-    const std::size_t equals = std::min(name.find('='), name.size());
-    if (name.substr(0, kPrefix.size()) == kPrefix) {
-      name = name.substr(kPrefix.size(), equals - kPrefix.size());
-      if (std::find(std::begin(kVariables), std::end(kVariables), name) == std::end(kVariables)) {
-        reject(name, *entry + equals + 1, "there is no such setting");
-      }
+    const std::string setting = *entry;
+    const std::size_t equals = setting.find('=');
+    if (setting.rfind(kPrefix, 0) == 0 && equals != std::string::npos) {
+      const std::size_t start = sizeof kPrefix - 1;
+      found[setting.substr(start, equals - start)] = setting.substr(equals + 1);
     }
   }
+  return found;
 }
 
-std::string read(std::string_view variable) {
-  const char* const value = getenv(std::string(kPrefix).append(variable).c_str());
-  return value == nullptr ? "" : value;
-}
-
-// The first of the choices if the variable isn't set.
-std::string choose(std::string_view variable, std::initializer_list<const char*> choices) {
-  const std::string value = read(variable);
+// The value, or if it isn't set the first of the choices.
+std::string choose(const std::string& name, const std::string& value,
+                   std::initializer_list<const char*> choices) {
   if (value.empty()) {
     return *choices.begin();
   }
   if (std::find(choices.begin(), choices.end(), value) == choices.end()) {
-    reject(variable, value, "not one of its values");
+    reject(name, value, "not one of its values");
   }
   return value;
 }
@@ -89,29 +83,40 @@ Fault parseFault(const std::string& text, const Settings& chosen) {
   if (answer[0] == 'E' && fault.error == 0) {
     reject("FAIL", text, "there is no such errno");
   }
-  if (!isOffered(fault.request, fault.noDescriptor, chosen)) {
+  const auto canMeet = [&](const Request& known) {
+    return fault.request == known.name && (known.descriptor > 0 || !fault.noDescriptor);
+  };
+  if (findRequest(chosen, canMeet) == nullptr) {
     reject("FAIL", text, "the chosen devices have no such request or answer");
   }
   return fault;
 }
 
 Settings readSettings() {
-  rejectUnknown();
+  auto variables = readEnvironment();
+  // Takes one out: those that nobody takes are misspelt.
+  const auto take = [&](const char* name) {
+    const auto taken = variables.extract(name);
+    return taken.empty() ? "" : taken.mapped();
+  };
   Settings found;
-  found.ion = choose("ION", {"modern", "legacy", "absent", "forbidden"});
-  found.ge2d = choose("GE2D", {"present", "absent", "forbidden"});
-  found.log = read("LOG");
-  found.state = read("STATE");
-  const std::string memory = read("MEMORY");
+  found.ion = choose("ION", take("ION"), {"modern", "legacy", "absent", "forbidden"});
+  found.ge2d = choose("GE2D", take("GE2D"), {"present", "absent", "forbidden"});
+  found.log = take("LOG");
+  found.state = take("STATE");
+  const std::string memory = take("MEMORY");
   const char* const end = memory.data() + memory.size();
   const auto number = std::from_chars(memory.data(), end, found.memory);
   if (!memory.empty() && (number.ec != std::errc() || number.ptr != end || found.memory == 0)) {
     reject("MEMORY", memory, "not a number of bytes");
   }
-  const std::string list = read("FAIL");
+  const std::string list = take("FAIL");
   std::istringstream faults(list.empty() ? "" : list + ",");  // getline drops what follows the last
   for (std::string text; std::getline(faults, text, ',');) {
     found.faults.push_back(parseFault(text, found));
+  }
+  if (!variables.empty()) {
+    reject(variables.begin()->first, variables.begin()->second, "there is no such setting");
   }
   return found;
 }
