@@ -21,7 +21,7 @@ bool keepsState() { return !settings().state.empty(); }
 // take fails. By pread: a read would move the offset that the tool's descriptor shares.
 template <typename Take>
 int forEachPiece(int fd, std::uint64_t length, const Take& take) {
-  std::vector<unsigned char> piece(256 * 1024);
+  std::vector<unsigned char> piece(std::size_t{256} << 10);
   int result = 0;
   for (std::uint64_t at = 0; at < length && result == 0;) {
     const ssize_t got =
@@ -53,7 +53,9 @@ constexpr auto kCrcTables = [] {
 // Goes on from the complement of the checksum of what was before.
 std::uint32_t updateCrc(std::uint32_t crc, const unsigned char* bytes, std::size_t size) {
   for (; size >= 4; bytes += 4, size -= 4) {
-    crc ^= bytes[0] | bytes[1] << 8U | bytes[2] << 16U | std::uint32_t{bytes[3]} << 24U;
+    std::uint32_t word = 0;  // little-endian, as all that runs this is
+    memcpy(&word, bytes, sizeof word);
+    crc ^= word;
     crc = kCrcTables[3][crc & 255] ^ kCrcTables[2][crc >> 8 & 255] ^
           kCrcTables[1][crc >> 16 & 255] ^ kCrcTables[0][crc >> 24];
   }

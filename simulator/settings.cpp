@@ -65,8 +65,7 @@ int errnoOf(const std::string& name) {
 }
 
 Fault parseFault(const std::string& text, const Settings& chosen) {
-  static const std::regex pattern(
-      "([a-z0-9]+):(nofd|[1-9]\\d{0,8}|E\\w+)(:([1-9]\\d{0,8})(\\+)?)?");
+  static const std::regex pattern(R"(([a-z]+):(nofd|[1-9]\d{0,8}|E\w+)(:([1-9]\d{0,8})(\+)?)?)");
   std::smatch pieces;
   if (!std::regex_match(text, pieces, pattern)) {
     reject("FAIL", text, "not request:answer[:n[+]]");
@@ -77,7 +76,7 @@ Fault parseFault(const std::string& text, const Settings& chosen) {
   fault.request = pieces[1];
   fault.noDescriptor = answer == "nofd";
   fault.error = errnoOf(answer);
-  fault.result = atoi(answer.c_str());
+  std::from_chars(answer.data(), answer.data() + answer.size(), fault.result);
   fault.first = always ? 1 : static_cast<unsigned>(std::stoul(pieces[4]));
   fault.andFollowing = always || pieces[5].matched;
   if (answer[0] == 'E' && fault.error == 0) {
