@@ -24,9 +24,8 @@ int forEachPiece(int fd, std::uint64_t length, const Take& take) {
   std::vector<unsigned char> piece(std::size_t{256} << 10);
   int result = 0;
   for (std::uint64_t at = 0; at < length && result == 0;) {
-    const ssize_t got =
-        pread64(fd, piece.data(), std::min<std::uint64_t>(length - at, piece.size()),
-                static_cast<off64_t>(at));
+    const auto most = static_cast<std::size_t>(std::min<std::uint64_t>(length - at, piece.size()));
+    const ssize_t got = pread64(fd, piece.data(), most, static_cast<off64_t>(at));
     if (got <= 0) {
       return got < 0 ? -errno : -EIO;
     }
