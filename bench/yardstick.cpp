@@ -2,8 +2,8 @@
 // and with its arguments, and the copy, but no option parser and no text. An allocator of the
 // modern kind only.
 //
-//   yardstick FILE WIDTH HEIGHT    shows the image on channel 1
-//   yardstick --blank              blanks channel 1
+//   yardstick -i FILE -w WIDTH -h HEIGHT    shows the image on channel 1; the order is fixed
+//   yardstick --blank                       blanks channel 1
 //
 // Ends with status 1 at the first call that fails: what did not do the work must not be timed.
 
@@ -42,14 +42,6 @@ int need(int result) {
   return result;
 }
 
-void* needMap(std::size_t length, int protection, int fd) {
-  void* const data = mmap(nullptr, length, protection, MAP_SHARED, fd, 0);
-  if (data == MAP_FAILED) {
-    _exit(1);
-  }
-  return data;
-}
-
 void blank() {
   const int ge2d = need(open("/dev/ge2d", O_RDWR));
   std::uint32_t present[] = {1, 0};
@@ -62,16 +54,19 @@ void show(const char* path, std::int32_t width, std::int32_t height) {
   need(stat(path, &status));
   const auto length = static_cast<std::uint32_t>(status.st_size);
   const int file = need(open(path, O_RDONLY, 0));
-  void* const image = needMap(length, PROT_READ, file);
+  void* const image = mmap(nullptr, length, PROT_READ, MAP_SHARED, file, 0);
+  need(image == MAP_FAILED ? -1 : 0);
 
   const int ion = need(open("/dev/ion", O_RDONLY | O_CLOEXEC));
   std::int32_t noHandle = 0;
   ioctl(ion, kIonProbe, &noHandle);  // a modern allocator refuses it
   IonAlloc buffer = {length, 1U << 1, 0, 0, 0};
   need(ioctl(ion, kIonAlloc, &buffer));
-  needMap(length, PROT_READ | PROT_WRITE, buffer.fd);  // kept until the end
+  void* const kept = mmap(nullptr, length, PROT_READ | PROT_WRITE, MAP_SHARED, buffer.fd, 0);
+  need(kept == MAP_FAILED ? -1 : 0);
 
-  void* const target = needMap(length, PROT_READ | PROT_WRITE, buffer.fd);
+  void* const target = mmap(nullptr, length, PROT_READ | PROT_WRITE, MAP_SHARED, buffer.fd, 0);
+  need(target == MAP_FAILED ? -1 : 0);
   memcpy(target, image, length);
   munmap(target, length);
   close(file);
@@ -104,13 +99,5 @@ void show(const char* path, std::int32_t width, std::int32_t height) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc == 2 && strcmp(argv[1], "--blank") == 0) {
-    blank();
-    return 0;
-  }
-  if (argc != 4) {
-    return 1;
-  }
-  show(argv[1], atoi(argv[2]), atoi(argv[3]));
-  return 0;
+  argc == 7 ? show(argv[2], atoi(argv[4]), atoi(argv[6])) : blank();
 }
