@@ -20,8 +20,8 @@ timed() {
 echo "==== $suite: making the root"
 # shellcheck disable=SC2016  # apt's own variable
 mirror=$(apt-get indextargets --format '$(REPO_URI)' 'Created-By: Packages' 'Origin: Debian' 'Label: Debian' | head -n 1)
-apart debootstrap --variant=minbase "$suite" "$root" "${mirror:?apt knows no Debian mirror}" >"$root.log" || {
-  tail "$root.log" >&2
+apart debootstrap --variant=minbase "$suite" "$root" "${mirror:?apt knows no Debian mirror}" >"$root/log" || {
+  tail "$root/log" >&2
   exit 1
 }
 # How this machine reaches its mirror is how the room does.
