@@ -1,0 +1,26 @@
+# Completion of planeshow and planeshow-sim in bash. The help says which options there are, which of
+# them take a value, and which formats.
+_planeshow() {
+  local word=${2#=} before=$3 help first second rest options='' valued=' '
+  [ "$before" != = ] || before=${COMP_WORDS[COMP_CWORD - 2]}
+  help=$("${1%-sim}" --help 2>/dev/null)
+  while read -r first second rest; do
+    case $first in
+      -*,)
+        options+=" ${first%,} $second"
+        [[ $rest != arg\ * ]] || valued+="${first%,} $second "
+        ;;
+      -*)
+        options+=" $first"
+        [[ $second != arg ]] || valued+="$first "
+        ;;
+    esac
+  done <<<"$help"
+  case $before in
+    -i | --input) options= && compopt -o default ;;
+    -f | --format) options=${help##*Formats:} ;;
+    *) [[ $valued != *" $before "* ]] || options= ;;
+  esac
+  mapfile -t COMPREPLY < <(compgen -W "$options" -- "$word")
+}
+complete -F _planeshow planeshow planeshow-sim
