@@ -2,6 +2,10 @@
 // CALLS=file appends each with its arguments. FAULT=n makes the n-th of those that can fail (stat,
 // open, mmap, ioctl, dup) fail with EIO; FAULT=n+ that and all from there on.
 
+// Headers for large files and 64-bit time redirect what is defined here.
+#undef _FILE_OFFSET_BITS
+#undef _TIME_BITS
+
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/auxv.h>
@@ -63,19 +67,25 @@ Function* next(const char* name) {
 
 #define CALLER __builtin_return_address(0)
 
-// By the names that a build for large files calls.
-extern "C" int stat64(const char* path, struct stat64* status) noexcept {
-  const bool fails = failsNow(note(CALLER, "stat %s\n", path));
-  return fails ? -1 : next<decltype(stat64)>("stat64")(path, status);
-}
+// By the names that a build for large files calls, on 32-bit systems with 64-bit time, too.
+#define CALLS_STAT(name)                                                  \
+  extern "C" int name(const char* path, struct stat64* status) noexcept { \
+    const bool fails = failsNow(note(CALLER, "stat %s\n", path));         \
+    return fails ? -1 : next<decltype(stat64)>(#name)(path, status);      \
+  }
+#define CALLS_IOCTL(name)                                                              \
+  extern "C" int name(int fd, unsigned long code, void* record) noexcept {             \
+    const bool fails = failsNow(note(CALLER, "ioctl %d %#lx\n", fd, code));            \
+    return fails ? -1 : next<int(int, unsigned long, void*)>(#name)(fd, code, record); \
+  }
+CALLS_STAT(stat64)
+CALLS_STAT(__stat64_time64)
+CALLS_IOCTL(ioctl)
+CALLS_IOCTL(__ioctl_time64)
 
 extern "C" int open64(const char* path, int flags, ...) {
-  std::va_list args;
-  va_start(args, flags);
-  const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(args, mode_t) : 0;
-  va_end(args);
   const bool fails = failsNow(note(CALLER, "open %s %#x\n", path, static_cast<unsigned>(flags)));
-  return fails ? -1 : next<decltype(open64)>("open64")(path, flags, mode);
+  return fails ? -1 : next<decltype(open64)>("open64")(path, flags);  // the tool creates no file
 }
 
 extern "C" int close(int fd) {
@@ -93,15 +103,6 @@ extern "C" void* mmap64(void* at, size_t size, int protection, int flags, int fd
 extern "C" int munmap(void* at, size_t size) noexcept {
   note(CALLER, "munmap %zu\n", size);
   return next<decltype(munmap)>("munmap")(at, size);
-}
-
-extern "C" int ioctl(int fd, unsigned long code, ...) noexcept {
-  std::va_list args;
-  va_start(args, code);
-  void* const record = va_arg(args, void*);
-  va_end(args);
-  const bool fails = failsNow(note(CALLER, "ioctl %d %#lx\n", fd, code));
-  return fails ? -1 : next<int(int, unsigned long, void*)>("ioctl")(fd, code, record);
 }
 
 extern "C" int dup(int fd) noexcept {
