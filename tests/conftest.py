@@ -64,7 +64,7 @@ class Runner:
 
         process = subprocess.run(
             [*self.loader(program), *map(str, args)], cwd=self.folder, preexec_fn=prepare, user=user,
-            env=caller | settings | {"ASAN_OPTIONS": "verify_asan_link_order=0"}, timeout=300,
+            env=caller | settings | {"ASAN_OPTIONS": "verify_asan_link_order=0"}, timeout=60,
             stdin=subprocess.DEVNULL, stdout=stdout, stderr=subprocess.PIPE)
         settings.pop("PLANESHOW_SIM_LOG", None)
         command = [*(f"{name}={value}" for name, value in settings.items()), program, *map(str, args)]
