@@ -27,11 +27,11 @@ header=usr/include/cxxopts.hpp
 sum=8927a2ff6a2deb45496bb1b1b4cd9e5bd1a2c01f29c4088168540f2ffed60bdf
 deps=$PWD/build/deps
 
-# Apt says hundreds of lines; they show when something fails. A download's size shows at once.
+# Apt says hundreds of lines; the last of them show when something fails. A download's size shows at once.
 log=$(mktemp)
 at_exit() {
   local status=$?
-  [ $status = 0 ] || cat "$log" >&2
+  [ $status = 0 ] || tail -n 20 "$log" >&2
   rm -rf "$log" "$deps/new"
   [ -f "$deps/cxxopts/$header" ] ||
     echo "scripts/setup.sh: the option parser is missing: cxxopts.hpp of the 2.2 series (2.2.1 has the SHA-256 $sum)." \
