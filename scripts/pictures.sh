@@ -2,6 +2,10 @@
 # Makes the pictures of the README, on a small screen, from the release build.
 set -euo pipefail
 cd "$(dirname "$0")/.."
+[ -x build/release/planeshow-sim ] || {
+  echo "scripts/pictures.sh: there is no build/release: run scripts/demo.sh first" >&2
+  exit 1
+}
 PATH=$PWD/build/release:$PATH
 pictures=$PWD/doc/pictures
 mkdir -p "$pictures"
