@@ -20,18 +20,17 @@ stage() {
   cmake --install "build/$1" --prefix "$stage/$2" --strip >/dev/null
 }
 
-# notices COMPILER: what the authors of the code in our executables want to be passed on with it, from
-# the packages that the code came in.
+# notices COMPILER: what has to be passed on with the code of others in our executables, from the
+# packages that it came in.
 notices() {
-  local library package copyright
-  for library in cxxopts libstdc++.a libc.a; do
-    copyright=build/deps/cxxopts/usr/share/doc/libcxxopts-dev/copyright
-    if [ "$library" != cxxopts ]; then
-      package=$(dpkg-query -S "$(realpath "$("$1" -print-file-name="$library")")")
-      copyright=/usr/share/doc/${package%%:*}/copyright
-    fi
-    printf '\n\n==== The executables contain code of %s, which came with this:\n\n' "${library%.a}"
-    cat "$copyright"
+  local library package
+  title() { printf '\n\n==== The executables contain code of %s, which came with this:\n\n' "$1"; }
+  title cxxopts
+  cat build/deps/cxxopts/usr/share/doc/libcxxopts-dev/copyright
+  for library in libstdc++.a libc.a; do
+    package=$(dpkg-query -S "$(realpath "$("$1" -print-file-name="$library")")")
+    title "${package%%:*}"
+    cat "/usr/share/doc/${package%%:*}/copyright"
   done
 }
 
