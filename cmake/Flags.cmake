@@ -13,11 +13,6 @@ if(NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
   # A quarter less memory and start-up time than with the shared C++ library, and it runs anywhere.
   add_link_options(-static-libstdc++ -static-libgcc -Wl,--exclude-libs,ALL)
   # What a destructor leaves, descriptor -1 and size 0, is what an exit handler or a debugger finds.
-  # Optimising, g++ takes an object's last stores for dead and drops them; clang doesn't, and doesn't
-  # know the option.
-  include(CheckCXXCompilerFlag)
-  check_cxx_compiler_flag(-fno-lifetime-dse PLANESHOW_HAS_LIFETIME_DSE)
-  if(PLANESHOW_HAS_LIFETIME_DSE)
-    add_compile_options(-fno-lifetime-dse)
-  endif()
+  # Optimising, g++ takes an object's last stores for dead and drops them; clang keeps them.
+  add_compile_options($<$<CXX_COMPILER_ID:GNU>:-fno-lifetime-dse>)
 endif()
