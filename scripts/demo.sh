@@ -14,6 +14,7 @@ mkdir -p build/demo
 build/release/planeshow-testcard ARGB8888 1280x720 build/demo/card.argb
 
 echo "== planeshow -i build/demo/card.argb -w 1280 -h 720 --debug"
+echo '   ("ioctl c0044901 failed ..." is no fault: planeshow asks for the ION interface, and so answers the modern one.)'
 rm -f build/demo/devices.log
 export PLANESHOW_SIM_LOG=build/demo/devices.log PLANESHOW_SIM_STATE=build/demo
 build/release/planeshow-sim -i build/demo/card.argb -w 1280 -h 720 --debug
