@@ -7,7 +7,7 @@ cd "$(dirname "$0")/.."
 purpose=${1:-demo}
 packages=(cmake g++ ninja-build libpng-dev)
 arm=(g++-arm-linux-gnueabihf qemu-user)
-tests=("${arm[@]}" clang libc++-dev libc++abi-dev man-db python3-pytest python3-pil googletest imagemagick)
+tests=("${arm[@]}" clang libc++-dev libc++abi-dev man-db python3-pytest python3-pil)
 case $purpose in
   demo) ;;
   test) packages+=("${tests[@]}") ;;
