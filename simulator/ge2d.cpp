@@ -94,7 +94,7 @@ void keep(const std::string& path, const Fill& fill) {
 
 void keepLayer(const Layer& layer, std::uint64_t length) {
   keep(channelFile(settings().state, layer.channel, "layer"), [&](int fd) {
-    Progress progress("planeshow-sim", "keeping the layer", length);
+    Progress progress{"planeshow-sim", "keeping the layer", length};
     // Space that is reserved at once need not be found by the rename, which would wait for it.
     fallocate64(fd, 0, 0, static_cast<off64_t>(sizeof layer + length));
     const int result = writeAll(fd, &layer, sizeof layer);
