@@ -11,7 +11,7 @@
 #include "tools/progress.h"
 
 // Makes a file that appears whole or not at all, and replaces a link instead of writing through it.
-// fill gets a function that writes bytes. Devices and pipes are written to as they are.
+// Devices and pipes are written to as they are.
 template <typename Fill>
 void writeFile(const std::string& path, const Fill& fill) {
   static std::string unfinished;  // no end of the program leaves it behind
@@ -34,9 +34,7 @@ void writeFile(const std::string& path, const Fill& fill) {
       });
     }
   }
-  fill([&](const void* bytes, std::size_t size) {
-    require(std::fwrite(bytes, 1, size, file.get()) == size, path);
-  });
+  fill(file.get());
   require(std::fclose(file.release()) == 0, path);
   require(!replaces || std::rename(unfinished.c_str(), path.c_str()) == 0, path);
 }
@@ -53,11 +51,11 @@ void writeRawFile(const std::string& path, const PixelFormat& format, std::int64
   Progress progress{PROGRAM, "writing", static_cast<std::uint64_t>(width * height)};
   std::array<std::uint8_t, 65536> piece = {};
   std::size_t filled = 0;
-  writeFile(path, [&](const auto& write) {
+  writeFile(path, [&](std::FILE* file) {
     for (std::int64_t y = 0; y < height; ++y) {
       for (std::int64_t x = 0; x < width; ++x) {
         if (filled > piece.size() - format.bytes) {
-          write(piece.data(), filled);
+          require(std::fwrite(piece.data(), filled, 1, file) == 1, path);
           filled = 0;
           progress.at(static_cast<std::uint64_t>(y * width + x));
         }
@@ -65,6 +63,6 @@ void writeRawFile(const std::string& path, const PixelFormat& format, std::int64
         filled += format.bytes;
       }
     }
-    write(piece.data(), filled);
+    require(std::fwrite(piece.data(), filled, 1, file) == 1, path);
   });
 }

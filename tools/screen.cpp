@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <png.h>
 #include <sys/mman.h>
+#include <zlib.h>
 
 #include <algorithm>
 #include <vector>
@@ -111,6 +112,37 @@ void drawChannel(unsigned channel, const std::string& folder, Screen& screen) {
   drawLayer(layer, file.substr(sizeof layer), screen);
 }
 
+// Filter and compression of its own: noise takes a third of the time of what libpng would choose.
+void writePicture(const Screen& screen, const std::string& path) {
+  writeFile(path, [&](std::FILE* file) {
+    const auto width = static_cast<png_uint_32>(screen.width);
+    const auto height = static_cast<png_uint_32>(screen.height);
+    png_structp png = png_create_write_struct(
+        PNG_LIBPNG_VER_STRING, const_cast<std::string*>(&path),
+        [](png_structp failed, png_const_charp /*message*/) {  // of the file or for memory: errno
+          require(false, *static_cast<const std::string*>(png_get_error_ptr(failed)));
+        },
+        nullptr);
+    png_infop info = png_create_info_struct(png);
+    const std::shared_ptr<void> freed(nullptr,
+                                      [&](void*) { png_destroy_write_struct(&png, &info); });
+    require(info != nullptr, path);
+    png_init_io(png, file);
+    png_set_IHDR(png, info, width, height, 8, PNG_COLOR_TYPE_RGB, PNG_INTERLACE_NONE,
+                 PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+    png_set_filter(png, PNG_FILTER_TYPE_DEFAULT, PNG_FILTER_UP);
+    png_set_compression_level(png, Z_BEST_SPEED);
+    png_set_compression_strategy(png, Z_RLE);
+    png_write_info(png, info);
+    Progress progress{PROGRAM, "writing", height};
+    for (std::size_t y = 0; y < height; ++y) {
+      png_write_row(png, reinterpret_cast<png_const_bytep>(&screen.pixels[y * width]));
+      progress.at(y);
+    }
+    png_write_end(png, info);
+  });
+}
+
 int run(int argc, char** argv) {
   Screen screen;
   if (argc == 5 && (!parseSize(argv[2], screen.width, screen.height) ||
@@ -131,20 +163,7 @@ int run(int argc, char** argv) {
       status = 1;
     }
   }
-
-  png_image image = {};
-  image.version = PNG_IMAGE_VERSION;
-  image.width = static_cast<png_uint_32>(screen.width);
-  image.height = static_cast<png_uint_32>(screen.height);
-  image.format = PNG_FORMAT_RGB;
-  image.flags = PNG_IMAGE_FLAG_FAST;
-  png_alloc_size_t size = PNG_IMAGE_PNG_SIZE_MAX(image);
-  const std::unique_ptr<std::uint8_t[]> png(new std::uint8_t[size]);
-  if (png_image_write_to_memory(&image, png.get(), &size, 0, screen.pixels.data(), 0, nullptr) ==
-      0) {
-    throw std::runtime_error(image.message);
-  }
-  writeFile(argv[argc - 1], [&](const auto& write) { write(png.get(), size); });
+  writePicture(screen, argv[argc - 1]);
   return status;
 }
 
