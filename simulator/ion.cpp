@@ -85,9 +85,8 @@ int legacyAlloc(int ion, std::int32_t* words) {
 }
 
 int legacyShare(int ion, std::int32_t* words) {
-  auto& handles = handlesOf(ion);
-  const auto found = handles.find(words[0]);
-  if (found == handles.end()) {
+  const auto found = handlesOf(ion).find(words[0]);
+  if (found == handlesOf(ion).end()) {
     return -EINVAL;
   }
   auto& [name, shared] = found->second;
