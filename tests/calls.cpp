@@ -2,9 +2,10 @@
 // CALLS=file appends each with its arguments. FAULT=n makes the n-th of those that can fail (stat,
 // open, mmap, ioctl, dup) fail with EIO; FAULT=n+ that and all from there on.
 
-// Headers for large files and 64-bit time redirect what is defined here.
+// Headers for large files and 64-bit time redirect what is defined here, fortified ones overload it.
 #undef _FILE_OFFSET_BITS
 #undef _TIME_BITS
+#undef _FORTIFY_SOURCE
 
 #include <dlfcn.h>
 #include <fcntl.h>

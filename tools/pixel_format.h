@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 
 // The pixel formats of the programs in this folder. Apart from the tool's own table, so that a slip
 // in either shows as wrong colours.
@@ -26,7 +27,7 @@ inline constexpr PixelFormat kPixelFormats[] = {
     {"RGB565", 2, 2, {11, 5}, {5, 6}, {0, 5}, {}},
 };
 
-inline const PixelFormat& formatNamed(const std::string& name) {
+inline const PixelFormat& formatNamed(std::string_view name) {
   std::string names;
   for (const PixelFormat& format : kPixelFormats) {
     if (name == format.name) {
@@ -35,7 +36,7 @@ inline const PixelFormat& formatNamed(const std::string& name) {
     const bool last = &format == std::end(kPixelFormats) - 1;
     names += (names.empty() ? "" : last ? " and " : ", ") + std::string(format.name);
   }
-  throw std::runtime_error(name + ": the formats are " + names);
+  throw std::runtime_error(std::string(name) + ": the formats are " + names);
 }
 
 struct Colour {
