@@ -2,39 +2,27 @@
 // CALLS=file appends each with its arguments. FAULT=n makes the n-th of those that can fail (stat,
 // open, mmap, ioctl, dup) fail with EIO; FAULT=n+ that and all from there on.
 
-// Headers for large files and 64-bit time redirect what is defined here, fortified ones overload it.
-#undef _FILE_OFFSET_BITS
-#undef _TIME_BITS
-#undef _FORTIFY_SOURCE
-
 #include <dlfcn.h>
-#include <fcntl.h>
 #include <sys/auxv.h>
-#include <sys/mman.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <cstdarg>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
-namespace {
-
-// The devices and the C++ library make such calls too; only those from the executable count.
-bool isFromTool(const void* caller) {
+// Logs the call, and says whether it has to fail.
+[[gnu::format(printf, 3, 4)]] static bool fails(const void* caller, bool canFail,
+                                                const char* format, ...) {
+  // The devices and the C++ library make such calls too; only those from the executable count,
+  // whose first page has its headers.
   Dl_info from = {};
-  Dl_info tool = {};
   dladdr(caller, &from);
-  // NOLINTNEXTLINE(performance-no-int-to-ptr): the kernel hands the entry point over as a number
-  dladdr(reinterpret_cast<void*>(getauxval(AT_ENTRY)), &tool);
-  return from.dli_fbase == tool.dli_fbase;
-}
-
-[[gnu::format(printf, 2, 3)]] bool note(const void* caller, const char* format, ...) {
-  const bool fromTool = isFromTool(caller);
-  const char* const path = getenv("CALLS");
-  if (fromTool && path != nullptr) {
+  if (reinterpret_cast<std::uintptr_t>(from.dli_fbase) != (getauxval(AT_PHDR) & ~0xFFFUL)) {
+    return false;
+  }
+  if (const char* const path = getenv("CALLS")) {
     std::FILE* const file = std::fopen(path, "a");
     std::va_list args;
     va_start(args, format);
@@ -42,71 +30,37 @@ bool isFromTool(const void* caller) {
     va_end(args);
     std::fclose(file);
   }
-  return fromTool;
-}
-
-bool failsNow(bool fromTool) {
-  static int seen = 0;
+  static long seen = 0;
+  seen += canFail ? 1 : 0;
   const char* const fault = getenv("FAULT");
-  if (!fromTool || fault == nullptr) {
-    return false;
+  const long first = fault == nullptr ? 0 : strtol(fault, nullptr, 10);
+  const bool meant = seen == first || (seen > first && first > 0 && strchr(fault, '+') != nullptr);
+  errno = canFail && meant ? EIO : errno;
+  return canFail && meant;
+}
+
+// Declared here and not by the C library's headers: these redirect some names to others, and which
+// depends on the compiler's default for large files and 64-bit time.
+#define CALL(canFail, Result, name, parameters, arguments, ...)                           \
+  extern "C" Result name parameters {                                                     \
+    static auto* const next = reinterpret_cast<decltype(name)*>(dlsym(RTLD_NEXT, #name)); \
+    const bool broken = fails(__builtin_return_address(0), canFail, __VA_ARGS__);         \
+    return broken ? -1 : next arguments;                                                  \
   }
-  char* end = nullptr;
-  const long at = strtol(fault, &end, 10);
-  ++seen;
-  const bool fails = seen == at || (*end == '+' && seen > at);
-  errno = fails ? EIO : errno;
-  return fails;
-}
-
-template <typename Function>
-Function* next(const char* name) {
-  return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
-}
-
-}  // namespace
-
-#define CALLER __builtin_return_address(0)
-
-// By the names that a build for large files calls, on 32-bit systems with 64-bit time, too.
-#define CALLS_STAT(name)                                                  \
-  extern "C" int name(const char* path, struct stat64* status) noexcept { \
-    const bool fails = failsNow(note(CALLER, "stat %s\n", path));         \
-    return fails ? -1 : next<decltype(stat64)>(#name)(path, status);      \
-  }
-#define CALLS_IOCTL(name)                                                              \
-  extern "C" int name(int fd, unsigned long code, void* record) noexcept {             \
-    const bool fails = failsNow(note(CALLER, "ioctl %d %#lx\n", fd, code));            \
-    return fails ? -1 : next<int(int, unsigned long, void*)>(#name)(fd, code, record); \
-  }
-CALLS_STAT(stat64)
-CALLS_STAT(__stat64_time64)
-CALLS_IOCTL(ioctl)
-CALLS_IOCTL(__ioctl_time64)
-
-extern "C" int open64(const char* path, int flags, ...) {
-  const bool fails = failsNow(note(CALLER, "open %s %#x\n", path, static_cast<unsigned>(flags)));
-  return fails ? -1 : next<decltype(open64)>("open64")(path, flags);  // the tool creates no file
-}
-
-extern "C" int close(int fd) {
-  note(CALLER, "close %d\n", fd);
-  return next<decltype(close)>("close")(fd);
-}
-
-extern "C" void* mmap64(void* at, size_t size, int protection, int flags, int fd,
-                        off64_t from) noexcept {
-  const bool fails = failsNow(note(CALLER, "mmap %zu %d %d %d\n", size, protection, flags, fd));
-  return fails ? MAP_FAILED
-               : next<decltype(mmap64)>("mmap64")(at, size, protection, flags, fd, from);
-}
-
-extern "C" int munmap(void* at, size_t size) noexcept {
-  note(CALLER, "munmap %zu\n", size);
-  return next<decltype(munmap)>("munmap")(at, size);
-}
-
-extern "C" int dup(int fd) noexcept {
-  const bool fails = failsNow(note(CALLER, "dup %d\n", fd));
-  return fails ? -1 : next<decltype(dup)>("dup")(fd);
-}
+#define STAT(name) \
+  CALL(true, int, name, (const char* path, void* status), (path, status), "stat %s\n", path)
+#define IOCTL(name)                                                                     \
+  CALL(true, int, name, (int fd, unsigned long code, void* record), (fd, code, record), \
+       "ioctl %d %#lx\n", fd, code)
+STAT(stat64)
+STAT(__stat64_time64)
+IOCTL(ioctl)
+IOCTL(__ioctl_time64)
+CALL(true, int, open64, (const char* path, unsigned flags, unsigned mode), (path, flags, mode),
+     "open %s %#x\n", path, flags)
+CALL(true, std::intptr_t, mmap64,
+     (void* at, std::size_t size, int protection, int flags, int fd, std::int64_t from),
+     (at, size, protection, flags, fd, from), "mmap %zu %d %d %d\n", size, protection, flags, fd)
+CALL(true, int, dup, (int fd), (fd), "dup %d\n", fd)
+CALL(false, int, close, (int fd), (fd), "close %d\n", fd)
+CALL(false, int, munmap, (void* at, std::size_t size), (at, size), "munmap %zu\n", size)

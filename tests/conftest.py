@@ -1,117 +1,92 @@
-# Runs the built programs, each in a process of its own, in a folder that holds the nine bytes of
-# image.raw. planeshow and probe get the simulated devices, unless they are static.
+# Runs the built programs, each in a fresh folder, planeshow and probe on the simulated devices:
+#   pytest-3 tests --build build/debug -k NAME
 
-import json
+import fnmatch
+import itertools
 import os
-import resource
+import pathlib
+import re
 import shlex
 import subprocess
-from pathlib import Path
+import types
 
 import pytest
 
-SOURCE = Path(__file__).parent.parent
-WRAP = shlex.split(os.environ.get("WRAP", ""))  # a program to run them in, such as valgrind
+SOURCE = pathlib.Path(__file__).resolve().parent.parent
+LIBRARIES = ["libcalls.so", "libplaneshow-sim.so"]
+
+
+# A test for each row; its name says what the row proves.
+def table(names, rows):
+    return pytest.mark.parametrize(names, rows.values(), ids=rows)
 
 
 def pytest_addoption(parser):
-    parser.addoption("--build", default=SOURCE / "build/debug", type=Path)
+    parser.addoption("--build", type=pathlib.Path, default=SOURCE / "build/debug", help="build folder")
 
 
-def pytest_make_parametrize_id(val):
-    """Names a case by what it is about, not by whole outputs."""
-    words = val if isinstance(val, list) else [val]
-    text = " ".join(str(word) for word in words)
-    return text if len(text) < 60 and text.isprintable() else "..."
-
-
-class Run:
-    """What came of one command. A failed assertion names the command."""
-
-    def __init__(self, command, process, log):
-        self.command, self.status, self.log = command, process.returncode, log
-        self.out, self.err = (process.stdout or b"").decode(), process.stderr.decode()
-        self.lines = [line for line in self.out.split("\n") if line]
-
-    def __repr__(self):
-        return f"<{self.command}>"
-
-
-class Runner:
-    def __init__(self, folder, build):
-        self.folder, self.build = folder, build.resolve()
-        self.config = json.loads((self.build / "tests/config.json").read_text())
-        (folder / "image.raw").write_text("123456789")
-
-    def __call__(self, program, *args, closed=(), limit=None, user=None,
-                 stdout=subprocess.PIPE, **variables):
-        """FAIL="put:EIO" sets PLANESHOW_SIM_FAIL, and so on; None unsets a variable. FAULT and CALLS
-        are those of the library that watches and breaks the tool's calls. limit is a resource and
-        its value, closed lists standard descriptors."""
-        log = self.folder / "log"
-        log.unlink(missing_ok=True)
-        plain = ("FAULT", "CALLS", "HOME", "XDG_STATE_HOME")
-        settings = {name if name in plain else "PLANESHOW_SIM_" + name: str(value)
-                    for name, value in ({"LOG": log} | variables).items() if value is not None}
-        caller = {name: value for name, value in os.environ.items()
-                  if name not in plain and not name.startswith("PLANESHOW_SIM_")}
-
-        def prepare():
-            for fd in closed:
-                os.close(fd)
-            if limit:
-                resource.setrlimit(limit[0], (limit[1], limit[1]))
-
-        process = subprocess.run(
-            [*self.loader(program), *map(str, args)], cwd=self.folder, preexec_fn=prepare, user=user,
-            env=caller | settings | {"ASAN_OPTIONS": "verify_asan_link_order=0"}, timeout=60,
-            stdin=subprocess.DEVNULL, stdout=stdout, stderr=subprocess.PIPE)
-        settings.pop("PLANESHOW_SIM_LOG", None)
-        command = [*(f"{name}={value}" for name, value in settings.items()), program, *map(str, args)]
-        return Run(shlex.join(command), process, log.read_text().splitlines() if log.is_file() else [])
-
-    def loader(self, program):
-        """The program behind what it runs in. What is preloaded goes into the program alone, and the
-        folders are named apart, because the list of libraries ends a name at a blank."""
-        path = self.build / ("tests" if program == "probe" else ".") / program
-        if not path.exists():
-            pytest.skip(f"{program} is not part of this build")
-        assert self.config["static"] or (self.build / "libplaneshow-sim.so").exists()
-        emulator = shlex.split(self.config["emulator"])
-        if self.config["static"] or program not in ("planeshow", "probe"):
-            return [*emulator, path]
-        preload = [f"LD_LIBRARY_PATH={self.build}/tests:{self.build}",
-                   "LD_PRELOAD=libcalls.so:libplaneshow-sim.so"]
-        if emulator:
-            return [*emulator, *(word for variable in preload for word in ("-E", variable)), path]
-        return ["env", *preload, *WRAP, path]
+@pytest.fixture(scope="session")
+def build(request):
+    folder = request.config.getoption("--build").resolve()
+    static = "PLANESHOW_STATIC:BOOL=ON" in (folder / "CMakeCache.txt").read_text()
+    if static and (os.path.exists("/dev/ion") or os.path.exists("/dev/ge2d")):
+        pytest.skip("nothing can be preloaded into it, and it would run on this machine's own nodes")
+    if not static and (re.search("[:;$]", str(folder)) or not all((folder / name).exists() for name in LIBRARIES)):
+        pytest.exit(f"the loader can't preload {LIBRARIES} from {folder}", 1)
+    elf = (folder / "planeshow").read_bytes()
+    return types.SimpleNamespace(folder=folder, static=static, bits=32 * elf[4], arm=elf[18] == 40)
 
 
 @pytest.fixture
-def run(tmp_path, pytestconfig):
-    """For what needs no device; a static executable is run with it too."""
-    return Runner(tmp_path, pytestconfig.getoption("build"))
-
-
-@pytest.fixture
-def sim(run):
-    """For what needs the simulated devices."""
-    if run.config["static"]:
+def simulated(build):
+    if build.static:
         pytest.skip("nothing can be preloaded into a static executable")
-    return run
-
-
-@pytest.fixture
-def missing(run):
-    """For what must find no device: without the simulated ones, the machine must have none."""
-    for node in ("/dev/ion", "/dev/ge2d"):
-        if run.config["static"] and os.path.exists(node):
-            pytest.skip(f"this machine has {node}, which a test must not touch")
-    return run
 
 
 @pytest.fixture
 def unwrapped():
-    """For what counts calls or closes descriptors, which a program around the tool does, too."""
-    if WRAP:
-        pytest.skip(f"{WRAP[0]} can't be told from the tool here")
+    if os.environ.get("WRAP"):
+        pytest.skip("what the program runs in needs descriptors and files of its own")
+
+
+# run(command) gives what was printed, the status and the log of the devices. NAME=value before the
+# program sets a variable of its environment; SIM_ stands for PLANESHOW_SIM_. Another status fails the
+# test, and so does anything else on standard error, or if log is given another list of opens and requests,
+# each a pattern with "*" of a part of its line. Only the standard descriptors are inherited: the numbers of
+# the others stand in what is printed.
+@pytest.fixture
+def run(build, tmp_path, monkeypatch):
+    monkeypatch.chdir(tmp_path)
+    pathlib.Path("image.raw").write_bytes(b"123456789")
+    inherited = {name: value for name, value in os.environ.items() if "PLANESHOW_SIM_" not in name}
+
+    def run(command, status=0, err="", log=None, **options):
+        words = shlex.split(command)
+        environment = inherited | {"PLANESHOW_SIM_LOG": "log", "ASAN_OPTIONS": "verify_asan_link_order=0"}
+        while "=" in words[0]:
+            name, value = words.pop(0).split("=", 1)
+            environment[re.sub("^SIM_", "PLANESHOW_SIM_", name)] = value
+        if words[0] in ("planeshow", "probe") and not build.static:
+            # The folder apart from the names: their list ends a name at a blank.
+            preload = {"LD_LIBRARY_PATH": str(build.folder), "LD_PRELOAD": ":".join(LIBRARIES)}
+            environment |= {"QEMU_SET_ENV": ",".join(map("=".join, preload.items()))} if build.arm else preload
+        if words[0].startswith("planeshow") and not (build.folder / words[0]).exists():
+            pytest.skip(f"{words[0]} is for the PC")
+        if (build.folder / words[0]).exists():
+            wrap = os.environ.get("WRAP", "").split() if words[0] != "planeshow-sim" else []
+            words[:1] = [*wrap, *(["qemu-arm", "-L", "/usr/arm-linux-gnueabihf"] * build.arm), build.folder / words[0]]
+        pathlib.Path("log").unlink(missing_ok=True)
+        pipes = {"stdin": subprocess.DEVNULL, "stdout": subprocess.PIPE, "stderr": subprocess.PIPE}
+        ran = subprocess.run(words, env=environment, timeout=100, **pipes | options)
+        ran.out, ran.err = [(text or b"").decode(errors="backslashreplace") for text in (ran.stdout, ran.stderr)]
+        ran.log = pathlib.Path("log").read_text() if os.path.exists("log") else ""
+        print(f"$ {command}", f"status {ran.returncode}", ran.out, ran.err, ran.log, sep="\n")
+        assert ran.err == (ran.err if err is None else err)
+        assert ran.returncode == status
+        if log is not None:
+            lines = re.findall("^(?:open|ioctl).*", ran.log, re.M)
+            pairs = itertools.zip_longest(lines, log.split("; ") if log else [], fillvalue="nothing")
+            assert lines == [line if fnmatch.fnmatch(line, f"*{part}*") else part for line, part in pairs]
+        return ran
+
+    return run

@@ -1,22 +1,20 @@
 // Calls single operations in the order of the arguments and says on standard error what came of
-// each, so that a table can drive them in a fresh process. Standard output is left to the
-// operations.
+// each, so that a table can drive them in a fresh process. Standard output is the operations' own.
 
 #include <sys/ioctl.h>
 #include <sys/mman.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <functional>
+#include <iostream>
 #include <map>
 #include <new>
+#include <sstream>
 #include <string>
-#include <thread>
+#include <string_view>
 #include <vector>
 
 #include "app/options.h"
@@ -27,151 +25,147 @@
 
 namespace {
 
-std::string text;                // the operation's argument: a[,b ...]
-std::vector<long long> numbers;  // the numbers in it
-int ionFd = -1;
-int out = 0;  // starts as -7 in each operation: what a failed one must leave alone
-
-int a() { return static_cast<int>(numbers[0]); }
-int b() { return static_cast<int>(numbers[1]); }
-unsigned int unsignedA() { return static_cast<unsigned int>(numbers[0]); }
-int* where() { return text == "null" ? nullptr : &out; }
-
-std::string words(const orvan::PrivateBuffer& record) {
-  const char* const addr = record.addr == nullptr      ? "null"
-                           : record.addr == MAP_FAILED ? "MAP_FAILED"
-                                                       : "mapped";
-  return std::to_string(record.fd) + " " + std::to_string(record.size) + " " +
-         std::to_string(record.tag) + " " + addr;
-}
-
-std::string withOut(int result) { return std::to_string(result) + " out " + std::to_string(out); }
-
-// Framed by guards, because the driver writes into it.
-std::string submit() {
-  struct {
-    std::uint64_t before = 0x5A5A5A5A5A5A5A5A;
-    _plane_info info = {};
-    std::uint64_t after = 0x5A5A5A5A5A5A5A5A;
-  } guarded;
-  guarded.info.channel = unsignedA();
-  guarded.info.dma_buf_fd = b();
-  guarded.info.out_value = 99;
-  const int result = submitLayer(&guarded.info, &out);
-  const bool intact = guarded.before == guarded.after && guarded.after == 0x5A5A5A5A5A5A5A5A;
-  return withOut(result) + " " + std::to_string(guarded.info.out_value) +
-         (intact ? "" : " overrun");
-}
-
-// A number and the words of its record, as planeshow would never send them.
-std::string request() {
-  std::array<std::uint32_t, 20> record = {};
-  for (std::size_t i = 1; i < numbers.size(); ++i) {
-    record[i - 1] = static_cast<std::uint32_t>(numbers[i]);
+// operation[=a[,b]], or operation=text.
+struct Call {
+  explicit Call(const std::string& call) : name(call.substr(0, call.find('='))) {
+    text = call.substr(call.find('=') + 1);
+    length = static_cast<std::size_t>(strtoull(text.c_str(), nullptr, 10));
+    a = static_cast<int>(length);
+    b = static_cast<unsigned>(strtoull(&text[text.find(',') + 1], nullptr, 10));
   }
-  const int result = ioctl(ionFd, static_cast<unsigned long>(numbers[0]), record.data());
-  std::string said = std::to_string(result < 0 ? -errno : result);
-  for (std::size_t i = 1; i < numbers.size(); ++i) {
-    said += " " + std::to_string(static_cast<std::int32_t>(record[i - 1]));
-  }
-  return said;
-}
-
-std::string mapping() {
-  const bool isPrivate = numbers.size() > 3;
-  void* const at = mmap(nullptr, static_cast<std::size_t>(numbers[1]), PROT_READ | PROT_WRITE,
-                        isPrivate ? MAP_PRIVATE : MAP_SHARED, a(), static_cast<off_t>(numbers[2]));
-  return at == MAP_FAILED ? strerror(errno) : "mapped";
-}
-
-// What a debugger or an exit handler finds where a buffer was.
-std::string destroyed() {
-  alignas(orvan::IonBuffer) static unsigned char memory[sizeof(orvan::IonBuffer)];
-  (new (memory) orvan::IonBuffer(9, 7))->~IonBuffer();
-  orvan::PrivateBuffer record = {};
-  memcpy(&record, memory, sizeof record);
-  return words(record);
-}
-
-std::string eightThreads() {
-  std::vector<std::thread> threads;
-  for (int i = 0; i < 8; ++i) {
-    threads.emplace_back([] {
-      for (int turn = 0, fd = -1; turn < 200 && ion_alloc_fd(ionFd, 9, 4096, 2, 0, &fd) == 0;
-           ++turn) {
-        close(fd);
-      }
-    });
-  }
-  for (std::thread& thread : threads) {
-    thread.join();
-  }
-  return "joined";
-}
-
-const std::map<std::string, std::function<std::string()>> kOperations = {
-    {"parse_nothing",
-     [] {
-       const char* none[] = {nullptr};
-       parseArgs(0, none);
-       return "parsed";
-     }},
-    {"ion_open",
-     [] {
-       errno = 0;
-       ionFd = ion_open();
-       return std::to_string(ionFd) + " errno " + std::to_string(errno);
-     }},
-    {"ion_alloc",
-     [] {
-       const auto length = static_cast<std::size_t>(numbers[0]);
-       return withOut(ion_alloc(ionFd, length, 4096, 2, 0, where()));
-     }},
-    {"ion_share", [] { return withOut(ion_share(ionFd, a(), where())); }},
-    {"ion_alloc_fd",
-     [] { return withOut(ion_alloc_fd(ionFd, unsignedA(), 64, 0x82, 5, where())); }},
-    {"request", request},
-    {"map", mapping},
-    {"buffer",
-     [] {
-       return words(*orvan::IonBuffer(unsignedA(), static_cast<unsigned long long>(numbers[1]))
-                         .getPrivateBuffer());
-     }},
-    {"initWithSize",
-     [] { return std::to_string(orvan::IonBuffer(9, 7).initWithSize(unsignedA(), 8)); }},
-    {"destroyed", destroyed},
-    {"image",
-     [] {
-       Image image;
-       const int result = image.initFromFile(text.c_str());
-       const std::string bytes(image.mData == nullptr ? "" : image.mData, image.mSize);
-       return std::to_string(result) + (bytes.empty() ? "" : " ") + bytes;
-     }},
-    {"load",
-     [] {
-       return std::to_string(Image::loadToBuffer(a(), static_cast<unsigned int>(b()), "bytes"));
-     }},
-    {"submit", submit},
-    {"blank", [] { return std::to_string(blankCtrl(a(), static_cast<unsigned int>(b()))); }},
-    {"fastlogo", [] { return std::to_string(fastlogoCtrl(a())); }},
-    {"blank_at_exit", [] { return std::to_string(std::atexit([] { blankCtrl(1, 0); })); }},
-    {"eight_threads", eightThreads},
+  std::string name, text;
+  std::size_t length;  // a as another type
+  int a;
+  unsigned b;
 };
+
+std::ostringstream details;  // that follow the result
+
+// An out-parameter, or none for "null".
+struct Out {
+  explicit Out(const Call& call) : where(call.text == "null" ? nullptr : &value) {}
+  ~Out() { details << ' ' << value; }
+  int value = -7;  // what a failed operation must leave alone
+  int* where;
+};
+
+int ionFd = -1;
+int openIon(const Call& /*call*/) {
+  errno = 0;
+  ionFd = ion_open();
+  details << ' ' << errno;
+  return ionFd;
+}
+
+std::ostream& operator<<(std::ostream& stream, const orvan::PrivateBuffer& record) {
+  const char* const mapped = record.addr == MAP_FAILED ? "MAP_FAILED"
+                             : record.addr != nullptr  ? "mapped"
+                                                       : "null";
+  return stream << ' ' << record.fd << ' ' << record.size << ' ' << record.tag << ' ' << mapped;
+}
+
+// Makes a buffer and then lets it get its memory once more.
+int buffer(const Call& call) {
+  alignas(orvan::IonBuffer) unsigned char place[sizeof(orvan::IonBuffer)];
+  auto* const made = new (place) orvan::IonBuffer(call.b, call.length);
+  details << *made->getPrivateBuffer() << ", then";
+  const int result = made->initWithSize(call.b, call.length + 1);
+  details << *made->getPrivateBuffer() << ", then";
+  made->~IonBuffer();
+  orvan::PrivateBuffer left = {};  // in the bytes that the buffer stood in
+  memcpy(&left, place, sizeof left);
+  details << left;
+  return result;
+}
+
+int image(const Call& call) {
+  Image image;
+  const int result = image.initFromFile(call.text.c_str());
+  details << " '" << std::string_view(image.mData, image.mSize) << "'";
+  return result;
+}
+
+int submit(const Call& call) {
+  _plane_info info = {};
+  info.dma_buf_fd = call.a;
+  info.channel = call.b;
+  info.out_value = 99;
+  const int result = submitLayer(&info, Out(call).where);
+  details << ' ' << info.out_value;
+  return result;
+}
+
+std::vector<std::int64_t> numbersOf(const Call& call) {
+  std::vector<std::int64_t> numbers;
+  std::istringstream pieces(call.text);
+  for (std::string piece; std::getline(pieces, piece, ',');) {
+    numbers.push_back(strtoll(piece.c_str(), nullptr, 0));
+  }
+  return numbers;
+}
+
+// A request that the tool would never make: its number and the record's words, shown as it left
+// them.
+int request(const Call& call) {
+  const auto numbers = numbersOf(call);
+  std::array<std::int32_t, 20> words = {};
+  std::transform(numbers.begin() + 1, numbers.end(), words.begin(),
+                 [](std::int64_t number) { return static_cast<std::int32_t>(number); });
+  const int result = ioctl(ionFd, static_cast<unsigned long>(numbers[0]), words.data());
+  const int error = errno;
+  std::for_each_n(words.begin(), numbers.size() - 1, [](int word) { details << ' ' << word; });
+  return result < 0 ? -error : result;
+}
+
+// Descriptor, length, offset, and a fourth for a private mapping.
+int map(const Call& call) {
+  const auto numbers = numbersOf(call);
+  const int flags = numbers.size() > 3 ? MAP_PRIVATE : MAP_SHARED;
+  const void* const at = mmap(nullptr, static_cast<std::size_t>(numbers[1]), PROT_READ | PROT_WRITE,
+                              flags, call.a, static_cast<off_t>(numbers[2]));
+  return at == MAP_FAILED ? -errno : 0;
+}
+
+int parseNothing(const Call& /*call*/) {
+  const char* none[] = {nullptr};
+  return parseArgs(0, none).target;
+}
+
+int atExit(const Call& call);
+
+const std::map<std::string, int (*)(const Call&)> operations = {
+    {"alloc", [](const Call& c) { return ion_alloc(ionFd, c.length, 4096, 2, 0, Out(c).where); }},
+    {"alloc_fd",
+     [](const Call& c) { return ion_alloc_fd(ionFd, c.length, 64, 130, 5, Out(c).where); }},
+    {"at_exit", atExit},
+    {"blank", [](const Call& c) { return blankCtrl(c.a, c.b); }},
+    {"buffer", buffer},
+    {"fastlogo", [](const Call& c) { return fastlogoCtrl(c.a); }},
+    {"image", image},
+    {"load", [](const Call& c) { return Image::loadToBuffer(c.a, c.b, "bytes"); }},
+    {"map", map},
+    {"open", openIon},
+    {"parse_nothing", parseNothing},
+    {"request", request},
+    {"share", [](const Call& c) { return ion_share(ionFd, c.a, Out(c).where); }},
+    {"submit", submit},
+};
+
+void perform(const Call& call) {
+  details.str("");
+  const int result = operations.at(call.name)(call);
+  std::cerr << call.name + " = " + std::to_string(result) + details.str() + '\n';
+}
+
+int atExit(const Call& call) {
+  static const Call& later = *new Call(call.text);
+  return std::atexit([] { perform(later); });
+}
 
 }  // namespace
 
 int main(int argc, char** argv) {
   for (int i = 1; i < argc; ++i) {
-    const std::string call = argv[i];
-    const std::size_t equals = std::min(call.find('='), call.size());
-    text = call.substr(std::min(equals + 1, call.size()));
-    numbers.clear();
-    for (std::size_t at = 0; at <= text.size();
-         at = std::min(text.find(',', at), text.size()) + 1) {
-      numbers.push_back(strtoll(text.c_str() + at, nullptr, 0));
-    }
-    out = -7;
-    const std::string said = kOperations.at(call.substr(0, equals))();
-    fprintf(stderr, "%s = %s\n", call.substr(0, equals).c_str(), said.c_str());
+    perform(Call(argv[i]));
   }
 }

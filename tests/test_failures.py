@@ -1,94 +1,76 @@
-# Runs in which something fails: each line, the status, and that nothing is left open.
+# Runs in which a call fails or a driver refuses something: what they print, and their status.
 
 import re
 
 import pytest
 
-MODERN = "ioctl c0044901 failed with code -1: Inappropriate ioctl for device"
+from conftest import table
+
+pytestmark = pytest.mark.usefixtures("simulated")
+
+EIO = "failed with code -1: Input/output error"
+PROBED = "ioctl c0044901 failed with code -1: Inappropriate ioctl for device"
 LEGACY = "ioctl c0044901 failed with code -1: Invalid argument"
-EIO = "Input/output error"
-NO_IMAGE = ["initImageBuffer: read image file return error!", "main: initImageBuffer error, exit!"]
-NO_BUFFER = ["main: initImageBuffer error, exit!"]
-NO_COPY = [f"loadToBuffer: mmap failed: {EIO}", "initImageBuffer: failed load image data to buffer!",
-           *NO_BUFFER]
-NO_LAYER = ["submitLayer: ioctl FBIOPUT_PLANEINFO error", "main: submit osd layer error!"]
+NO_BUFFER = "main: initImageBuffer error, exit!"
+NOT_READ = ["initImageBuffer: read image file return error!", NO_BUFFER]
+NOT_COPIED = [
+    "loadToBuffer: mmap failed: Input/output error", "initImageBuffer: failed load image data to buffer!", NO_BUFFER]
+NOT_MAPPED = "initWithSize: mmap failed: Input/output error"
 NO_FASTLOGO = "fastlogoCtrl: ioctl FBIO_SET_FASTLOGOMODE error"
+LAYER = " dma_buf fd: 6"
+NOT_SHOWN = ["submitLayer: ioctl FBIOPUT_PLANEINFO error", "main: submit osd layer error!"]
 
 
-def refused(request, cause, ret):
-    return [f"ioctl {request} failed with code -1: {cause}", f"initWithSize: ion alloacte faile, ret={ret}"]
+def not_allocated(result):
+    return [f"initWithSize: ion alloacte faile, ret={result}", NO_BUFFER]
 
 
-def panel(fd):
-    return ["Panel info -->", f" dma_buf fd: {fd}"]
+# FAULT=n fails the n-th call of a run, FAULT=n+ all from there on; SIM_FAIL tells a driver its answer. Of the
+# layer only the descriptor tells runs apart.
+@table("fault, lines", {
+    "stat": ("FAULT=1", ["initFromFile: Image: can not find the image file: image.raw", *NOT_READ]),
+    "open image": ("FAULT=2", ["initFromFile: Could not open 'image.raw', Input/output error(5)", *NOT_READ]),
+    "map image": ("FAULT=3", ["initFromFile: mmap failed: Input/output error", *NOT_READ]),
+    "open allocator": ("FAULT=4", [
+        "open /dev/ion failed: Input/output error", "iondev: ion_open() failed, Input/output error",
+        "ioctl c0044901 failed with code -1: Bad file descriptor",
+        "ioctl c0144900 failed with code -1: Bad file descriptor", *not_allocated(-9)]),
+    "probe: every error but one means legacy": ("FAULT=5", [
+        f"ioctl c0044901 {EIO}", "ioctl c0144900 failed with code -1: Inappropriate ioctl for device",
+        *not_allocated(-25)]),
+    "allocate": ("FAULT=6", [PROBED, f"ioctl c0184900 {EIO}", *not_allocated(-5)]),
+    "allocate, but no descriptor": ("SIM_FAIL=alloc:nofd", [PROBED, *not_allocated(0)]),
+    "map buffer for good": ("FAULT=7", [PROBED, NOT_MAPPED, LAYER]),
+    "map buffer at all": ("FAULT=7+", [PROBED, NOT_MAPPED, *NOT_COPIED]),
+    "map buffer for the copy": ("FAULT=8", [PROBED, *NOT_COPIED]),
+    "open display": ("FAULT=9", [
+        PROBED, "svpdev: Open '/dev/ge2d' failed, Input/output error", NO_FASTLOGO, " dma_buf fd: 3", *NOT_SHOWN]),
+    "fast-logo mode": ("FAULT=10", [PROBED, NO_FASTLOGO, LAYER]),
+    "duplicate": ("FAULT=11", [PROBED, " dma_buf fd: -1", *NOT_SHOWN]),
+    "layer": ("FAULT=12", [PROBED, LAYER, *NOT_SHOWN]),
+    "positive is a failure for the display only": (
+        "SIM_FAIL=alloc:7,fastlogo:5,put:1", [PROBED, NO_FASTLOGO, LAYER, *NOT_SHOWN]),
+    "legacy probe": ("SIM_ION=legacy FAULT=5", [f"ioctl c0044901 {EIO}", LAYER]),
+    "legacy allocate": ("SIM_ION=legacy FAULT=6", [LEGACY, f"ioctl c0144900 {EIO}", *not_allocated(-5)]),
+    "share": ("SIM_ION=legacy FAULT=7", [LEGACY, f"ioctl c0084904 {EIO}", *not_allocated(-5)]),
+    "share, but no descriptor": (
+        "SIM_ION=legacy SIM_FAIL=share:nofd", [LEGACY, "share ioctl returned negative fd", *not_allocated(-22)]),
+    "share and free": ("SIM_ION=legacy SIM_FAIL=share:EMFILE,free:EIO:2", [
+        LEGACY, "ioctl c0084904 failed with code -1: Too many open files", f"ioctl c0044901 {EIO}", *not_allocated(-24)]),
+    "free": ("SIM_ION=legacy FAULT=8", [LEGACY, f"ioctl c0044901 {EIO}", LAYER]),
+})
+def test_display_run(run, fault, lines):
+    ran = run(f"{fault} planeshow -i image.raw", status=1 if NO_BUFFER in lines else 0)
+    assert re.findall(r"^(?!Panel|osd|  ).+$", ran.out, re.M) == lines
+    for opened, closed in (("^open .* = [0-9]", "^close . /dev"), (" {fd=[0-9]", "^close . buffer")):
+        assert len(re.findall(opened, ran.log, re.M)) == len(re.findall(closed, ran.log, re.M))
 
 
-def check(result, lines):
-    """The lines that tell runs apart, the status that follows from them, and what is left open."""
-    told = [line for line in result.lines if not line.startswith("  ") and "osd channel" not in line]
-    assert told == lines
-    assert result.status == (1 if lines[-1] == NO_BUFFER[0] else 0)
-    log = "\n".join(result.log)
-    for taken, given_back in (("^open .* = (\\d+)", "^close (\\d+) /dev/"), ("{fd=(\\d+)}", "^close (\\d+) buffer")):
-        assert sorted(re.findall(taken, log, re.M)) == sorted(re.findall(given_back, log, re.M))
-
-
-# The n-th of the calls that can fail (stat, open, mmap, ioctl, dup) fails; with "+" all after it, too,
-# where that makes a difference.
-@pytest.mark.parametrize("fault, call, lines", [
-    ("1", "stat image", ["initFromFile: Image: can not find the image file: image.raw", *NO_IMAGE]),
-    ("2", "open image", [f"initFromFile: Could not open 'image.raw', {EIO}(5)", *NO_IMAGE]),
-    ("3", "map image", [f"initFromFile: mmap failed: {EIO}", *NO_IMAGE]),
-    ("4", "open ion", [f"open /dev/ion failed: {EIO}", f"iondev: ion_open() failed, {EIO}",
-                       "ioctl c0044901 failed with code -1: Bad file descriptor",
-                       *refused("c0144900", "Bad file descriptor", -9), *NO_BUFFER]),
-    ("5", "probe", [f"ioctl c0044901 failed with code -1: {EIO}",  # taken for a legacy kernel
-                    *refused("c0144900", "Inappropriate ioctl for device", -25), *NO_BUFFER]),
-    ("6", "alloc", [MODERN, *refused("c0184900", EIO, -5), *NO_BUFFER]),
-    ("7", "first map of the buffer", [MODERN, f"initWithSize: mmap failed: {EIO}", *panel(6)]),
-    ("7+", "both maps", [MODERN, f"initWithSize: mmap failed: {EIO}", *NO_COPY]),
-    ("8", "second map", [MODERN, *NO_COPY]),
-    ("9", "open ge2d", [MODERN, f"svpdev: Open '/dev/ge2d' failed, {EIO}", NO_FASTLOGO, *panel(3), *NO_LAYER]),
-    ("10", "fastlogo", [MODERN, NO_FASTLOGO, *panel(6)]),
-    ("11", "dup", [MODERN, *panel(-1), *NO_LAYER]),
-    ("12", "put", [MODERN, *panel(6), *NO_LAYER]),
-    ("13", "no further call", [MODERN, *panel(6)]),
-])
-def test_each_call_fails(sim, fault, call, lines):
-    check(sim("planeshow", "-i", "image.raw", FAULT=fault), lines)
-
-
-# The calls that only a legacy kernel gets. Whatever becomes of the share, the handle is freed.
-@pytest.mark.parametrize("fault, call, lines", [
-    ("5", "probe", [f"ioctl c0044901 failed with code -1: {EIO}", *panel(6)]),
-    ("6", "alloc", [LEGACY, *refused("c0144900", EIO, -5), *NO_BUFFER]),
-    ("7", "share", [LEGACY, *refused("c0084904", EIO, -5), *NO_BUFFER]),
-    ("7+", "share and free", [LEGACY, f"ioctl c0084904 failed with code -1: {EIO}",
-                              *refused("c0044901", EIO, -5), *NO_BUFFER]),
-    ("8", "free", [LEGACY, f"ioctl c0044901 failed with code -1: {EIO}", *panel(6)]),
-])
-def test_each_legacy_call_fails(sim, fault, call, lines):
-    check(sim("planeshow", "-i", "image.raw", FAULT=fault, ION="legacy"), lines)
-
-
-@pytest.mark.parametrize("fault, lines", [
-    ("1", [f"svpdev: Open '/dev/ge2d' failed, {EIO}", "blankCtrl: ioctl FBIOPRESENT_PLANE error"]),
-    ("2", ["blankCtrl: ioctl FBIOPRESENT_PLANE error"]),
-    ("3", []),
-])
-def test_each_call_of_a_blank_fails(sim, fault, lines):
-    check(sim("planeshow", "--blank", FAULT=fault), [*lines, "main: blank display!"])
-
-
-# A driver that answers in unusual ways.
-@pytest.mark.parametrize("fail, ion, lines", [
-    ("alloc:ENOMEM", "modern", [MODERN, *refused("c0184900", "Cannot allocate memory", -12), *NO_BUFFER]),
-    ("alloc:nofd", "modern", [MODERN, "initWithSize: ion alloacte faile, ret=0", *NO_BUFFER]),
-    ("alloc:7,put:1", "modern", [MODERN, *panel(6), *NO_LAYER]),  # any result but 0 is a failed put
-    ("fastlogo:5", "modern", [MODERN, NO_FASTLOGO, *panel(6)]),
-    ("share:nofd", "legacy", [LEGACY, "share ioctl returned negative fd",
-                              "initWithSize: ion alloacte faile, ret=-22", *NO_BUFFER]),
-    ("alloc:3,share:5,free:7:2+", "legacy", [LEGACY, *panel(6)]),  # any result but a negative one is success
-])
-def test_answers(sim, fail, ion, lines):
-    check(sim("planeshow", "-i", "image.raw", FAIL=fail, ION=ion), lines)
+@table("command, answer", {
+    "a failure": ("SIM_FAIL=present:EIO planeshow --blank -t 0", "present {channel=0 enable=0} = -1 EIO"),
+    "a positive result": ("SIM_FAIL=present:3 planeshow --blank", "present {channel=1 enable=0} = 3"),
+    "a channel that is the driver's say": ("planeshow --blank -t -1", "{channel=4294967295 enable=0} = -1 EINVAL"),
+})
+def test_blank(run, command, answer):
+    ran = run(command, log=f"open; {answer}")
+    assert ran.out == "blankCtrl: ioctl FBIOPRESENT_PLANE error\nmain: blank display!\n"

@@ -1,96 +1,91 @@
 # Single operations, called by the probe program: results and records that a run does not show.
 
+import pathlib
+
 import pytest
 
-MODERN = "ioctl c0044901 failed with code -1: Inappropriate ioctl for device"
-LEGACY = "ioctl c0044901 failed with code -1: Invalid argument"
-NOT_OPEN = ["ioctl c0144900 failed with code -1: Bad file descriptor", "initWithSize: ion alloacte faile, ret=-9"]
+from conftest import table
+
+pytestmark = pytest.mark.usefixtures("simulated")
 
 
-# What each operation returns and stores (-7 is what was there before), and what it prints.
-@pytest.mark.parametrize("why, settings, calls, said, printed", [
-    ("a null pointer, before any probe", {}, "ion_open ion_alloc=null ion_alloc_fd=null",
-     ["3 errno 0", "-22 out -7", "-22 out -7"], []),
-    ("a null pointer, after the one probe", {}, "ion_open ion_share=null ion_share=null",
-     ["3 errno 0", "-22 out -7", "-22 out -7"], [MODERN]),
-    ("a null pointer on a legacy kernel", dict(ION="legacy"), "ion_open ion_alloc=9 ion_share=null",
-     ["3 errno 0", "0 out 1", "-22 out -7"], [LEGACY]),
-    ("handles on a modern kernel", {}, "ion_open ion_alloc=9 ion_share=1 ion_alloc_fd=4097",
-     ["3 errno 0", "-22 out -7", "-22 out -7", "0 out 4"], [MODERN]),
-    ("positive results are handed on", dict(ION="legacy", FAIL="alloc:3,share:5"),
-     "ion_open ion_alloc=9 ion_share=1 ion_alloc_fd=9",
-     ["3 errno 0", "3 out 1", "5 out 4", "5 out 5"], [LEGACY]),
-    ("a failed allocation stores nothing", dict(ION="legacy", FAIL="alloc:ENOMEM"), "ion_open ion_alloc=9",
-     ["3 errno 0", "-12 out -7"], [LEGACY, "ioctl c0144900 failed with code -1: Cannot allocate memory"]),
-    ("a failed share stores nothing", dict(ION="legacy", FAIL="share:EMFILE"), "ion_open ion_alloc_fd=9",
-     ["3 errno 0", "-24 out -7"], [LEGACY, "ioctl c0084904 failed with code -1: Too many open files"]),
-    ("the device is opened once", dict(ION="absent"), "buffer=9,7 buffer=9,7",
-     ["-1 0 0 null", "-1 0 0 null"],
-     ["open /dev/ion failed: No such file or directory", "iondev: ion_open() failed, No such file or directory",
-      "ioctl c0044901 failed with code -1: Bad file descriptor", *NOT_OPEN, *NOT_OPEN]),
-    ("the record of a buffer", {}, "buffer=4096,7 buffer=1,9223372036854775807",
-     ["4 4096 7 mapped", "4 1 9223372036854775807 mapped"], [MODERN]),
-    ("a buffer that can't be mapped keeps its descriptor", dict(FAULT=4), "buffer=9,7",
-     ["4 9 7 MAP_FAILED"], [MODERN, "initWithSize: mmap failed: Input/output error"]),
-    ("results of initWithSize", dict(FAIL="alloc:ENOMEM:4"), "initWithSize=9 initWithSize=5",
-     ["0", "-1"], [MODERN, "ioctl c0184900 failed with code -1: Cannot allocate memory",
-                   "initWithSize: ion alloacte faile, ret=-12"]),
-    ("initWithSize without a mapping", dict(FAULT=6), "initWithSize=9",
-     ["-1"], [MODERN, "initWithSize: mmap failed: Input/output error"]),
-    ("images", {}, "image=image.raw image=none image=.", ["0 123456789", "-22", "-1"],
-     ["initFromFile: Image: can not find the image file: none", "initFromFile: mmap failed: No such device"]),
-    ("an image that can't be mapped is closed", dict(FAULT=3), "image=image.raw ion_open",
-     ["-1", "3 errno 0"], ["initFromFile: mmap failed: Input/output error"]),
-    ("targets that can't be mapped", {}, "load=-1,9 load=0,0", ["-1", "-1"],
-     ["loadToBuffer: mmap failed: Bad file descriptor", "loadToBuffer: mmap failed: Invalid argument"]),
-    ("no such channel: nothing is written", {}, "submit=2,0 submit=4294967295,0", ["-1 out -7 99"] * 2,
-     ["submitLayer: osd id error!"] * 2),
-    ("out values", {}, "ion_open ion_alloc_fd=9 submit=1,4 submit=0,4 submit=0,-1",
-     ["3 errno 0", "0 out 4", "0 out 1 -1", "0 out 2 -1", "-1 out -1 -1"],
-     [MODERN, "submitLayer: ioctl FBIOPUT_PLANEINFO error"]),
-    ("the display is opened once", dict(GE2D="absent"), "fastlogo=1 blank=1,0 submit=0,0",
-     ["-1", "-1", "-1 out -1 -1"],
-     ["svpdev: Open '/dev/ge2d' failed, No such file or directory",
-      "fastlogoCtrl: ioctl FBIO_SET_FASTLOGOMODE error", "blankCtrl: ioctl FBIOPRESENT_PLANE error",
-      "submitLayer: ioctl FBIOPUT_PLANEINFO error"]),
-])
-def test_results(sim, why, settings, calls, said, printed):
-    result = sim("probe", *calls.split(" "), **settings)
-    assert result.err.splitlines() == [
-        f"{call.split('=')[0]} = {what}" for call, what in zip(calls.split(" "), said)]
-    assert result.lines == printed
+# Results: of an allocation with the out-parameter; of a buffer with its record (descriptor, size, tag,
+# mapping) when made, when given memory once more and when destroyed; of a submission with out-parameter and
+# the record's out value. -7 and 99 are untouched, and open gets the lowest number that isn't in use.
+@table("calls, results, log", {
+    "a null is refused before the probe": (
+        "probe open alloc=null alloc_fd=null", "open = 3 0; alloc = -22 -7; alloc_fd = -22 -7", "open"),
+    "a null share probes, and only once": (
+        "probe open share=null share=null", "open = 3 0; share = -22 -7; share = -22 -7", "open; free * ENOTTY"),
+    "on a legacy kernel too": (
+        "SIM_ION=legacy probe open share=null", "open = 3 0; share = -22 -7", "open; free * EINVAL"),
+    "a modern kernel has no handles": (
+        "probe open alloc=9 share=1 alloc_fd=9", "open = 3 0; alloc = -22 -7; share = -22 -7; alloc_fd = 0 4",
+        "open; free * ENOTTY; alloc {len=9 heap_mask=130 flags=5 fd=0 reserved=0} = 0"),
+    "a legacy kernel has": (
+        "SIM_ION=legacy probe open alloc=9 share=1 alloc_fd=9",
+        "open = 3 0; alloc = 0 1; share = 0 4; alloc_fd = 0 5", "open; free * EINVAL; alloc * = 0; share * = 0; "
+        "alloc {len=9 align=64 heap_mask=130 flags=5 handle=0} = 0; share * = 0; free {handle=2} = 0"),
+    "a failed allocation": (
+        "SIM_ION=legacy SIM_FAIL=alloc:ENOMEM probe open alloc=9", "open = 3 0; alloc = -12 -7",
+        "open; free * EINVAL; alloc * ENOMEM"),
+    "positive results are handed on": (
+        "SIM_ION=legacy SIM_FAIL=alloc:3,share:5,free:7:2 probe open alloc_fd=9 alloc=9",
+        "open = 3 0; alloc_fd = 5 4; alloc = 3 1",
+        "open; free * EINVAL; alloc * = 3; share * = 5; free * = 7; alloc * = 3"),
+    "an image": ("probe image=image.raw open", "image = 0 '123456789'; open = 3 0", "open"),
+    "no image": ("probe image=none", "image = -22 ''", ""),
+    "an image that can't be opened": ("FAULT=2 probe image=image.raw", "image = -22 ''", ""),
+    "an image that can't be mapped": ("FAULT=3 probe image=image.raw open", "image = -1 ''; open = 3 0", "open"),
+    "no bytes, nowhere to go": ("probe load=0,0 load=-1,9", "load = -1; load = -1", ""),
+    "a buffer": (
+        "probe buffer=7,9 open", "buffer = 0 4 9 7 mapped, then 5 9 8 mapped, then -1 0 0 mapped; open = 5 0",
+        "open; free * ENOTTY; alloc * = 0; alloc * = 0; open"),
+    "a failed allocation keeps the record": (
+        "SIM_MEMORY=4096 probe buffer=7,9", "buffer = -1 4 9 7 mapped, then 4 9 7 mapped, then -1 0 0 mapped",
+        "open; free * ENOTTY; alloc * = 0; alloc * ENOMEM"),
+    "a buffer that can't be mapped is closed": (
+        "FAULT=6 probe buffer=7,9 open",
+        "buffer = -1 4 9 7 mapped, then 5 9 8 MAP_FAILED, then -1 0 0 MAP_FAILED; open = 5 0",
+        "open; free * ENOTTY; alloc * = 0; alloc * = 0; open"),
+    "the allocator is opened once": (
+        "SIM_ION=absent probe buffer=7,9", "buffer = -1 -1 0 0 null, then -1 0 0 null, then -1 0 0 null",
+        "open * ENOENT"),
+    "the display is opened once": (
+        "SIM_GE2D=absent probe fastlogo=1 blank=1,0 submit=0,0", "fastlogo = -1; blank = -1; submit = -1 -1 -1",
+        "open * ENOENT"),
+    "and not for unknown channels": (
+        "probe submit=0,2 submit=0,4294967295", "submit = -1 -7 99; submit = -1 -7 99", ""),
+    "the driver's number is handed on": (
+        "probe open alloc_fd=9 submit=4,1 submit=-1,0",
+        "open = 3 0; alloc_fd = 0 4; submit = 0 1 -1; submit = -1 -1 -1",
+        "open; free * ENOTTY; alloc * = 0; open; put *out_value=-1} = 0 {out_value=1}; put *out_value=-1} = * EBADF"),
+    "channels and modes are sent as they are": (
+        "probe blank=1,0 blank=0,1 blank=5,9 fastlogo=7", "blank = 0; blank = 0; blank = -1; fastlogo = -1",
+        "open; {channel=0 enable=0}; {channel=1 enable=1}; {channel=9 enable=0}; {mode=7}"),
+})
+def test_results(run, calls, results, log):
+    run(calls, err=results.replace("; ", "\n") + "\n", log=log)
 
 
-# What the drivers get.
-@pytest.mark.parametrize("settings, calls, asked", [
-    ({}, "ion_open ion_alloc_fd=4097",
-     "ioctl 3 c0184900 alloc {len=4097 heap_mask=130 flags=5 fd=0 reserved=0} = 0 {fd=4}"),
-    (dict(ION="legacy"), "ion_open ion_alloc_fd=4097",
-     "ioctl 3 c0144900 alloc {len=4097 align=64 heap_mask=130 flags=5 handle=0} = 0 {handle=1}"),
-    ({}, "blank=0,1", "ioctl 3 00004632 present {channel=1 enable=1} = 0 {}"),
-    ({}, "blank=5,9", "ioctl 3 00004632 present {channel=9 enable=0} = -1 EINVAL"),
-    ({}, "fastlogo=7", "ioctl 3 00004635 fastlogo {mode=7} = -1 EINVAL"),
-])
-def test_requests(sim, settings, calls, asked):
-    assert asked in sim("probe", *calls.split(" "), **settings).log
-
-
-# A length that the legacy record can't hold exists in 64-bit processes only.
-def test_legacy_length(sim):
-    if sim.config["emulator"]:
-        pytest.skip("a 32-bit size can't be too long")
-    assert "ion_alloc = -22 out -7" in sim("probe", "ion_open", "ion_alloc=4294967297", ION="legacy").err
+def test_length_beyond_the_legacy_record(run, build):
+    if build.bits == 32:
+        pytest.skip("a 32-bit process has no such lengths")
+    run("SIM_ION=legacy probe open alloc=4294967297", err="open = 3 0\nalloc = -22 -7\n")
 
 
 # The message can't be printed; the caller's next line needs the errno of the open all the same.
-def test_open_keeps_errno(sim, unwrapped):
-    assert sim("probe", "ion_open", ION="forbidden", closed=[1]).err == "ion_open = -1 errno 13\n"
+def test_open_keeps_errno(run):
+    with open("/dev/full", "w") as full:
+        run("SIM_ION=forbidden probe open", err="open = -1 13\n", stdout=full)
 
 
-# What is found where a buffer was, and by an exit handler that outlives the display's descriptor:
-# optimisers like to drop what a destructor stores last.
-def test_state_left_by_destructors(sim):
-    assert sim("probe", "destroyed").err == "destroyed = -1 0 0 mapped\n"
-    late = sim("probe", "blank_at_exit", "fastlogo=0", CALLS="calls")
-    assert late.lines == ["blankCtrl: ioctl FBIOPRESENT_PLANE error"]
-    assert (sim.folder / "calls").read_text().splitlines()[-2:] == ["close 3", "ioctl -1 0x4632"]
+def test_no_program_name(run):
+    assert run("probe parse_nothing").out.startswith("\nERROR: please specify the input file name!\n")
+
+
+# A device that has been closed at exit is -1, and not the number that it had.
+@pytest.mark.parametrize("call", ["blank=1,0", "buffer=7,9"])
+def test_closed_at_exit(run, call):
+    run(f"CALLS=calls probe at_exit={call} {call}", err=None)
+    assert pathlib.Path("calls").read_text().splitlines()[-1].startswith("ioctl -1 ")
