@@ -16,6 +16,9 @@ SOURCE = pathlib.Path(__file__).resolve().parent.parent
 LIBRARIES = ["libcalls.so", "libplaneshow-sim.so"]
 
 
+no_valgrind = pytest.mark.skipif("WRAP" in os.environ, reason="valgrind makes calls of its own, and needs files")
+
+
 # A test for each row; its name says what the row proves.
 def table(names, rows):
     return pytest.mark.parametrize(names, rows.values(), ids=rows)
@@ -41,12 +44,6 @@ def build(request):
 def simulated(build):
     if build.static:
         pytest.skip("nothing can be preloaded into a static executable")
-
-
-@pytest.fixture
-def unwrapped():
-    if os.environ.get("WRAP"):
-        pytest.skip("what the program runs in needs descriptors and files of its own")
 
 
 # run(command) gives what was printed, the status and the log of the devices. NAME=value before the

@@ -5,7 +5,6 @@
 #include <sys/mman.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -25,18 +24,21 @@
 
 namespace {
 
-// operation[=a[,b]], or operation=text.
+// operation[=number,...], or operation=text.
 struct Call {
   explicit Call(const std::string& call) : name(call.substr(0, call.find('='))) {
     text = call.substr(call.find('=') + 1);
-    length = static_cast<std::size_t>(strtoull(text.c_str(), nullptr, 10));
-    a = static_cast<int>(length);
-    b = static_cast<unsigned>(strtoull(&text[text.find(',') + 1], nullptr, 10));
+    std::istringstream pieces(text);
+    for (std::string piece; std::getline(pieces, piece, ',');) {
+      numbers.push_back(strtoll(piece.c_str(), nullptr, 0));
+    }
   }
+  int a() const { return static_cast<int>(numbers[0]); }
+  unsigned b() const { return static_cast<unsigned>(numbers[1]); }
+  std::size_t length() const { return static_cast<std::size_t>(numbers[0]); }
+
   std::string name, text;
-  std::size_t length;  // a as another type
-  int a;
-  unsigned b;
+  std::vector<std::int64_t> numbers;
 };
 
 std::ostringstream details;  // that follow the result
@@ -67,9 +69,9 @@ std::ostream& operator<<(std::ostream& stream, const orvan::PrivateBuffer& recor
 // Makes a buffer and then lets it get its memory once more.
 int buffer(const Call& call) {
   alignas(orvan::IonBuffer) unsigned char place[sizeof(orvan::IonBuffer)];
-  auto* const made = new (place) orvan::IonBuffer(call.b, call.length);
+  auto* const made = new (place) orvan::IonBuffer(call.b(), call.length());
   details << *made->getPrivateBuffer() << ", then";
-  const int result = made->initWithSize(call.b, call.length + 1);
+  const int result = made->initWithSize(call.b(), call.length() + 1);
   details << *made->getPrivateBuffer() << ", then";
   made->~IonBuffer();
   orvan::PrivateBuffer left = {};  // in the bytes that the buffer stood in
@@ -87,42 +89,31 @@ int image(const Call& call) {
 
 int submit(const Call& call) {
   _plane_info info = {};
-  info.dma_buf_fd = call.a;
-  info.channel = call.b;
+  info.dma_buf_fd = call.a();
+  info.channel = call.b();
   info.out_value = 99;
   const int result = submitLayer(&info, Out(call).where);
   details << ' ' << info.out_value;
   return result;
 }
 
-std::vector<std::int64_t> numbersOf(const Call& call) {
-  std::vector<std::int64_t> numbers;
-  std::istringstream pieces(call.text);
-  for (std::string piece; std::getline(pieces, piece, ',');) {
-    numbers.push_back(strtoll(piece.c_str(), nullptr, 0));
-  }
-  return numbers;
-}
-
 // A request that the tool would never make: its number and the record's words, shown as it left
 // them.
 int request(const Call& call) {
-  const auto numbers = numbersOf(call);
-  std::array<std::int32_t, 20> words = {};
-  std::transform(numbers.begin() + 1, numbers.end(), words.begin(),
-                 [](std::int64_t number) { return static_cast<std::int32_t>(number); });
-  const int result = ioctl(ionFd, static_cast<unsigned long>(numbers[0]), words.data());
-  const int error = errno;
-  std::for_each_n(words.begin(), numbers.size() - 1, [](int word) { details << ' ' << word; });
-  return result < 0 ? -error : result;
+  std::int32_t words[20] = {};
+  std::copy(call.numbers.begin() + 1, call.numbers.end(), words);
+  const int result =
+      ioctl(ionFd, static_cast<unsigned long>(call.numbers[0]), words) < 0 ? -errno : 0;
+  std::for_each_n(words, call.numbers.size() - 1, [](int word) { details << ' ' << word; });
+  return result;
 }
 
 // Descriptor, length, offset, and a fourth for a private mapping.
 int map(const Call& call) {
-  const auto numbers = numbersOf(call);
-  const int flags = numbers.size() > 3 ? MAP_PRIVATE : MAP_SHARED;
-  const void* const at = mmap(nullptr, static_cast<std::size_t>(numbers[1]), PROT_READ | PROT_WRITE,
-                              flags, call.a, static_cast<off_t>(numbers[2]));
+  const int flags = call.numbers.size() > 3 ? MAP_PRIVATE : MAP_SHARED;
+  const void* const at =
+      mmap(nullptr, static_cast<std::size_t>(call.numbers[1]), PROT_READ | PROT_WRITE, flags,
+           call.a(), static_cast<off_t>(call.numbers[2]));
   return at == MAP_FAILED ? -errno : 0;
 }
 
@@ -134,20 +125,20 @@ int parseNothing(const Call& /*call*/) {
 int atExit(const Call& call);
 
 const std::map<std::string, int (*)(const Call&)> operations = {
-    {"alloc", [](const Call& c) { return ion_alloc(ionFd, c.length, 4096, 2, 0, Out(c).where); }},
+    {"alloc", [](const Call& c) { return ion_alloc(ionFd, c.length(), 4096, 2, 0, Out(c).where); }},
     {"alloc_fd",
-     [](const Call& c) { return ion_alloc_fd(ionFd, c.length, 64, 130, 5, Out(c).where); }},
+     [](const Call& c) { return ion_alloc_fd(ionFd, c.length(), 64, 130, 5, Out(c).where); }},
     {"at_exit", atExit},
-    {"blank", [](const Call& c) { return blankCtrl(c.a, c.b); }},
+    {"blank", [](const Call& c) { return blankCtrl(c.a(), c.b()); }},
     {"buffer", buffer},
-    {"fastlogo", [](const Call& c) { return fastlogoCtrl(c.a); }},
+    {"fastlogo", [](const Call& c) { return fastlogoCtrl(c.a()); }},
     {"image", image},
-    {"load", [](const Call& c) { return Image::loadToBuffer(c.a, c.b, "bytes"); }},
+    {"load", [](const Call& c) { return Image::loadToBuffer(c.a(), c.b(), "bytes"); }},
     {"map", map},
     {"open", openIon},
     {"parse_nothing", parseNothing},
     {"request", request},
-    {"share", [](const Call& c) { return ion_share(ionFd, c.a, Out(c).where); }},
+    {"share", [](const Call& c) { return ion_share(ionFd, c.a(), Out(c).where); }},
     {"submit", submit},
 };
 

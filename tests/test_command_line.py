@@ -45,8 +45,7 @@ NOT_FOUR = "\nERROR: please specify the correct image crop or output window!\n" 
     "given at all is enough": ("--help=false", HELP + FORMATS),
     "a window of three": ("-i x -o 0,0,1280", NOT_FOUR),
     "a list is appended to the one before": ("-i x -o 1,1,1,1 -o 1,1,1,1", NOT_FOUR),
-    "a crop of five, and a blank's is looked at too": ("--blank -c 1,2,3,4,5", NOT_FOUR),
-})
+    "a crop of five, and a blank's is looked at too": ("--blank -c 1,2,3,4,5", NOT_FOUR)})
 def test_help(run, arguments, printed):
     ran = run("planeshow " + arguments)
     assert (ran.out, ran.log) == (printed, "")
@@ -79,8 +78,7 @@ def test_errors(run, arguments, error):
     "a list": ("1", "-c {}", "error parsing options: Argument ‘{}’ failed to parse\n"),
     "a long option": ("x", "--{}", "error parsing options: Option ‘{}’ does not exist\n"),
     "joined short options": ("v", "-{}b", "error parsing options: Option ‘b’ does not exist\n"),
-    "no option": ("a", "-={}", "error parsing options: Argument ‘-={}’ starts with a - but has incorrect syntax\n"),
-})
+    "no option": ("a", "-={}", "error parsing options: Argument ‘-={}’ starts with a - but has incorrect syntax\n")})
 def test_long_arguments(run, letter, arguments, printed):
     many = letter * 131000
     assert run("planeshow " + arguments.replace("{}", many)).out == printed.replace("{}", many)

@@ -57,8 +57,7 @@ def not_allocated(result):
         "SIM_ION=legacy SIM_FAIL=share:nofd", [LEGACY, "share ioctl returned negative fd", *not_allocated(-22)]),
     "share and free": ("SIM_ION=legacy SIM_FAIL=share:EMFILE,free:EIO:2", [
         LEGACY, "ioctl c0084904 failed with code -1: Too many open files", f"ioctl c0044901 {EIO}", *not_allocated(-24)]),
-    "free": ("SIM_ION=legacy FAULT=8", [LEGACY, f"ioctl c0044901 {EIO}", LAYER]),
-})
+    "free": ("SIM_ION=legacy FAULT=8", [LEGACY, f"ioctl c0044901 {EIO}", LAYER])})
 def test_display_run(run, fault, lines):
     ran = run(f"{fault} planeshow -i image.raw", status=1 if NO_BUFFER in lines else 0)
     assert re.findall(r"^(?!Panel|osd|  ).+$", ran.out, re.M) == lines
@@ -69,8 +68,7 @@ def test_display_run(run, fault, lines):
 @table("command, answer", {
     "a failure": ("SIM_FAIL=present:EIO planeshow --blank -t 0", "present {channel=0 enable=0} = -1 EIO"),
     "a positive result": ("SIM_FAIL=present:3 planeshow --blank", "present {channel=1 enable=0} = 3"),
-    "a channel that is the driver's say": ("planeshow --blank -t -1", "{channel=4294967295 enable=0} = -1 EINVAL"),
-})
+    "a channel that is the driver's say": ("planeshow --blank -t -1", "{channel=4294967295 enable=0} = -1 EINVAL")})
 def test_blank(run, command, answer):
     ran = run(command, log=f"open; {answer}")
     assert ran.out == "blankCtrl: ioctl FBIOPRESENT_PLANE error\nmain: blank display!\n"

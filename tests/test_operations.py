@@ -62,8 +62,7 @@ pytestmark = pytest.mark.usefixtures("simulated")
         "open; free * ENOTTY; alloc * = 0; open; put *out_value=-1} = 0 {out_value=1}; put *out_value=-1} = * EBADF"),
     "channels and modes are sent as they are": (
         "probe blank=1,0 blank=0,1 blank=5,9 fastlogo=7", "blank = 0; blank = 0; blank = -1; fastlogo = -1",
-        "open; {channel=0 enable=0}; {channel=1 enable=1}; {channel=9 enable=0}; {mode=7}"),
-})
+        "open; {channel=0 enable=0}; {channel=1 enable=1}; {channel=9 enable=0}; {mode=7}")})
 def test_results(run, calls, results, log):
     run(calls, err=results.replace("; ", "\n") + "\n", log=log)
 

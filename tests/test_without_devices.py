@@ -21,8 +21,7 @@ NOT_FOUND = "Image: can not find the image file: "
     "a device": ("/dev/zero", "mmap failed: Invalid argument"),
     "a folder": (".", "mmap failed: No such device"),
     "4 GiB": ("huge", "Could not open 'huge', File too large(27)"),
-    "more, of which 32 bits would keep 705 MB": ("larger", "Could not open 'larger', File too large(27)"),
-})
+    "more, of which 32 bits would keep 705 MB": ("larger", "Could not open 'larger', File too large(27)")})
 def test_image(run, path, message):
     for name, size in (("empty", 0), ("huge", 1 << 32), ("larger", 5000000000)):
         pathlib.Path(name).touch()
@@ -48,8 +47,7 @@ def test_no_room(run, build):
                                                               "iondev: ion_open() failed, No such file or directory\n"),
     "display": ("SIM_GE2D=absent planeshow --blank", 0, "svpdev: Open '/dev/ge2d' failed, No such file or directory\n"
                                                         "blankCtrl: ioctl FBIOPRESENT_PLANE error\n"
-                                                        "main: blank display!\n"),
-})
+                                                        "main: blank display!\n")})
 def test_no_node(run, command, status, printed):
     assert run(command, status).out.startswith(printed)
 
