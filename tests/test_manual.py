@@ -45,9 +45,3 @@ def test_formats(run, simulated):
     described = page("planeshow.1").split("\nFORMATS")[1].split("\nOUTPUT")[0]
     assert re.findall(r"^ +([A-Z]+\d+) .*?Code\s+(\d)\.", described, re.M | re.S) == [
         (name, str(code)) for code, name in enumerate(names)]
-
-
-def test_settings_are_explained():
-    settings = re.findall(r'take\("([A-Z0-9]+)"\)', (SOURCE / "simulator/settings.cpp").read_text())
-    assert len(settings) == 6
-    assert [name for name in settings if f"PLANESHOW_SIM_{name}" not in page("planeshow-sim.1")] == []
