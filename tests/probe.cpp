@@ -108,15 +108,6 @@ int request(const Call& call) {
   return result;
 }
 
-// Descriptor, length, offset, and a fourth for a private mapping.
-int map(const Call& call) {
-  const int flags = call.numbers.size() > 3 ? MAP_PRIVATE : MAP_SHARED;
-  const void* const at =
-      mmap(nullptr, static_cast<std::size_t>(call.numbers[1]), PROT_READ | PROT_WRITE, flags,
-           call.a(), static_cast<off_t>(call.numbers[2]));
-  return at == MAP_FAILED ? -errno : 0;
-}
-
 int parseNothing(const Call& /*call*/) {
   const char* none[] = {nullptr};
   return parseArgs(0, none).target;
@@ -134,7 +125,6 @@ const std::map<std::string, int (*)(const Call&)> operations = {
     {"fastlogo", [](const Call& c) { return fastlogoCtrl(c.a()); }},
     {"image", image},
     {"load", [](const Call& c) { return Image::loadToBuffer(c.a(), c.b(), "bytes"); }},
-    {"map", map},
     {"open", openIon},
     {"parse_nothing", parseNothing},
     {"request", request},

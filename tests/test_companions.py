@@ -9,10 +9,6 @@ from PIL import Image
 
 from conftest import table
 
-SHORT = "channel 1: ARGB8888 of 2x2 needs 16 bytes, the buffer has 8: what is missing is not drawn."
-UNKNOWN = ("channel 1: format -1 is unknown, so the length needed is too; the buffer has 8 bytes, "
-           "drawn as a hatched box.")
-
 
 @pytest.fixture
 def screen(run, simulated):
@@ -21,7 +17,8 @@ def screen(run, simulated):
         run("SIM_STATE=. planeshow " + arguments)
         run(f"planeshow-screen --size {size} . screen.png", err=complaint and f"planeshow-screen: {complaint}\n")
         picture = Image.open("screen.png")
-        return " ".join("%02X%02X%02X" % picture.getpixel(tuple(map(int, point.split(",")))) for point in points.split())
+        at = [tuple(map(int, point.split(","))) for point in points.split()]
+        return " ".join("%02X%02X%02X" % picture.getpixel(point) for point in at)
     return screen
 
 
@@ -103,13 +100,17 @@ def test_channels_alpha_and_blanking(screen):
 
 # Eight bytes are two pixels of four.
 @table("arguments, points, colours, complaint", {
-    "short of data": ("-o 0,0,40,20", "10,5 30,5 10,15", "030201 060504 000000", SHORT),
-    "an unknown format": ("-o 0,0,40,20 -f NV12", "0,0 8,0", "FFA000 282828", UNKNOWN),
+    "short of data": ("-o 0,0,40,20", "10,5 30,5 10,15", "030201 060504 000000",
+                      "ARGB8888 of 2x2 needs 16 bytes, the buffer has 8: what is missing is not drawn."),
+    "an unknown format": (
+        "-o 0,0,40,20 -f NV12", "0,0 8,0", "FFA000 282828",
+        "format -1 is unknown, so the length needed is too; the buffer has 8 bytes, drawn as a hatched box."),
     "AFBC data": ("-o 20,0,20,20 --afbc", "0,0 32,0 24,0", "000000 FFA000 282828", ""),
     "no size": ("-w -1 -o 0,0,40,20", "10,5", "000000", ""),
-    "no window": ("-o 0,0,0,0", "10,5", "000000", SHORT)})
+    "no window": ("-h 1 -o 0,0,0,0", "10,5", "000000", "")})
 def test_what_can_not_be_drawn(screen, arguments, points, colours, complaint):
     pathlib.Path("image").write_bytes(bytes((1, 2, 3, 255, 4, 5, 6, 255)))
+    complaint = complaint and f"channel 1: {complaint}"
     assert screen("-i image -w 2 -h 2 " + arguments, points, complaint=complaint) == colours
 
 
@@ -159,11 +160,11 @@ def test_private_state(run, tmp_path):
     state = f"{tmp_path}/.local/state/planeshow-sim"
     run(f"HOME={tmp_path} planeshow-sim --blank", err=f"planeshow-sim: the screen is in {state}/screen.png\n")
     assert os.stat(state).st_mode & 0o777 == 0o700
-    needs = ": name one for the screen's state in PLANESHOW_SIM_STATE\n"
-    run("HOME= planeshow-sim --blank", status=2, err=f"planeshow-sim: there is no HOME{needs}".replace("one", "a folder"))
+    needs = ": name a folder for the screen's state in PLANESHOW_SIM_STATE\n"
+    run("HOME= planeshow-sim", status=2, err=f"planeshow-sim: there is no HOME{needs}")
     if os.getuid() == 0:
         os.chown(state, 65534, 65534)
-        run(f"HOME={tmp_path} planeshow-sim --blank", status=2, err=f"planeshow-sim: {state} is not your own folder{needs}")
+        run(f"HOME={tmp_path} planeshow-sim", status=2, err=f"planeshow-sim: {state} is not your own folder{needs}")
 
 
 # The loader splits its lists at a colon: planeshow is not run on the machine's own devices instead.

@@ -56,7 +56,8 @@ def not_allocated(result):
     "share, but no descriptor": (
         "SIM_ION=legacy SIM_FAIL=share:nofd", [LEGACY, "share ioctl returned negative fd", *not_allocated(-22)]),
     "share and free": ("SIM_ION=legacy SIM_FAIL=share:EMFILE,free:EIO:2", [
-        LEGACY, "ioctl c0084904 failed with code -1: Too many open files", f"ioctl c0044901 {EIO}", *not_allocated(-24)]),
+        LEGACY, "ioctl c0084904 failed with code -1: Too many open files", f"ioctl c0044901 {EIO}",
+        *not_allocated(-24)]),
     "free": ("SIM_ION=legacy FAULT=8", [LEGACY, f"ioctl c0044901 {EIO}", LAYER])})
 def test_display_run(run, fault, lines):
     ran = run(f"{fault} planeshow -i image.raw", status=1 if NO_BUFFER in lines else 0)
