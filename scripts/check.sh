@@ -28,4 +28,4 @@ git ls-files -z '*.sh' '*.bash' .ci simulator/planeshow-sim.in | xargs -0 shellc
 echo "== valgrind over the tests"
 # Not through Debian's script of that name: the simulated devices would be preloaded into its shell.
 WRAP="valgrind.bin --quiet --error-exitcode=99 --leak-check=full --errors-for-leak-kinds=definite,indirect,possible" \
-  ctest --test-dir build/debug --output-on-failure --parallel "$(nproc)" --no-tests=error | tail -n 8
+  ctest --preset debug --parallel "$(nproc)"
