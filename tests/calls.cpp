@@ -52,12 +52,15 @@
 #define IOCTL(name)                                                                     \
   CALL(true, int, name, (int fd, unsigned long code, void* record), (fd, code, record), \
        "ioctl %d %#lx\n", fd, code)
+#define OPEN(name)                                                                              \
+  CALL(true, int, name, (const char* path, unsigned flags, unsigned mode), (path, flags, mode), \
+       "open %s %#x\n", path, flags)
 STAT(stat64)
 STAT(__stat64_time64)
 IOCTL(ioctl)
 IOCTL(__ioctl_time64)
-CALL(true, int, open64, (const char* path, unsigned flags, unsigned mode), (path, flags, mode),
-     "open %s %#x\n", path, flags)
+OPEN(open64)
+OPEN(__open64_2)  // as clang calls it, fortified
 CALL(true, std::intptr_t, mmap64,
      (void* at, std::size_t size, int protection, int flags, int fd, std::int64_t from),
      (at, size, protection, flags, fd, from), "mmap %zu %d %d %d\n", size, protection, flags, fd)

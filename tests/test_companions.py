@@ -110,8 +110,7 @@ def test_channels_alpha_and_blanking(screen):
     "no window": ("-h 1 -o 0,0,0,0", "10,5", "000000", "")})
 def test_what_can_not_be_drawn(screen, arguments, points, colours, complaint):
     pathlib.Path("image").write_bytes(bytes((1, 2, 3, 255, 4, 5, 6, 255)))
-    complaint = complaint and f"channel 1: {complaint}"
-    assert screen("-i image -w 2 -h 2 " + arguments, points, complaint=complaint) == colours
+    assert screen("-i image -w 2 -h 2 " + arguments, points, complaint=complaint and "channel 1: " + complaint) == colours
 
 
 # Values stay as they are, unmixed, also half-transparent ones; formats without alpha get them on black.

@@ -17,7 +17,7 @@ MODERN_ALLOC, ALLOC, FREE, SHARE = (f"request=0xC0{code}," for code in ("184900"
 
 # A raw request is its number and the words of its record, and gives its result and the words after it.
 @table("settings, calls, results", {
-    "no length": (MODERN, f"{MODERN_ALLOC}0,0,2,0,0,0", "request = -22 0 0 2 0 0 0"),
+    "no length": (MODERN, "alloc_fd=0", "alloc_fd = -22 -7"),
     "the last page of 32 bits": (MODERN, f"{MODERN_ALLOC}4294963201,0,2,0,0,0", "request = -22 -4095 0 2 0 0 0"),
     "more than 32 bits": (MODERN, f"{MODERN_ALLOC}0,1,2,0,0,0", "request = -22 0 1 2 0 0 0"),
     "no such heap": (MODERN, f"{MODERN_ALLOC}1,0,5,0,0,0", "request = -19 1 0 5 0 0 0"),
