@@ -1,4 +1,4 @@
-"""The programs beside the tool: test card, converter, screen and launcher."""
+# The programs beside the tool: test card, converter, screen and launcher.
 
 import os
 import pathlib
@@ -10,9 +10,9 @@ from PIL import Image
 from conftest import table
 
 
+# Runs planeshow on a state that is kept, and gives the pixels of the screen at x,y as text.
 @pytest.fixture
 def screen(run, simulated):
-    """Runs planeshow on a state that is kept, and gives the pixels of the screen at x,y as text."""
     def screen(arguments, points="", size="40x20", complaint=""):
         run("SIM_STATE=. planeshow " + arguments)
         run(f"planeshow-screen --size {size} . screen.png", err=complaint and f"planeshow-screen: {complaint}\n")

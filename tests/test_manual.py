@@ -1,4 +1,4 @@
-"""What the manual pages say is what there is."""
+# What the manual pages say is what there is.
 
 import re
 import subprocess
@@ -31,6 +31,7 @@ def test_every_message_is_explained():
     messages |= {"c0044901", "c0184900", "c0144900", "c0084904", "does not exist", "is missing an argument",
                  "requires an argument", "failed to parse", "incorrect syntax"}
     text = page("planeshow.1")
+    assert "PLANESHOW_SIM_FAIL" in page("planeshow-sim.1")
     assert len(messages) > 25
     assert [message for message in sorted(messages) if message not in text] == []
 

@@ -37,8 +37,7 @@ def test_no_room(run, build):
     if build.bits == 64:
         pytest.skip("a 64-bit process has room for 3 GiB, and would allocate them")
     os.truncate("image.raw", 3 << 30)
-    ran = run("planeshow -i image.raw", status=1)
-    assert ran.out == "initFromFile: mmap failed: Cannot allocate memory\n" + NOT_READ
+    assert run("planeshow -i image.raw", 1).out == "initFromFile: mmap failed: Cannot allocate memory\n" + NOT_READ
 
 
 # What follows differs where an emulator answers requests on a descriptor that isn't open.
