@@ -5,8 +5,9 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 suite=${1:?usage: scripts/clean-room.sh bookworm|trixie}
-root=$(mktemp -d)
-trap 'rm -rf --one-file-system "$root"' EXIT
+room=$(mktemp -d)
+root=$room/root
+trap 'rm -rf --one-file-system "$room"' EXIT
 # What is mounted and what runs in here ends with the command, however that ends.
 apart() { unshare --mount --pid --fork --kill-child "$@"; }
 timed() {
@@ -20,8 +21,8 @@ timed() {
 echo "==== $suite: making the root"
 # shellcheck disable=SC2016  # apt's own variable
 mirror=$(apt-get indextargets --format '$(REPO_URI)' 'Created-By: Packages' 'Origin: Debian' 'Label: Debian' | head -n 1)
-apart debootstrap --variant=minbase "$suite" "$root" "${mirror:?apt knows no Debian mirror}" >"$root/log" || {
-  tail "$root/log" >&2
+apart debootstrap --variant=minbase "$suite" "$root" "${mirror:?apt knows no Debian mirror}" >"$room/log" || {
+  tail "$room/log" >&2
   exit 1
 }
 # How this machine reaches its mirror is how the room does.

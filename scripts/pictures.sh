@@ -10,6 +10,7 @@ PATH=$PWD/build/release:$PATH
 pictures=$PWD/doc/pictures
 mkdir -p "$pictures"
 cd "$(mktemp -d)"
+trap 'rm -r "$PWD"' EXIT
 export PLANESHOW_SIM_STATE=$PWD
 
 # NAME SIZE: the screen of this size.
