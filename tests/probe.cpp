@@ -4,7 +4,6 @@
 #include <sys/ioctl.h>
 #include <sys/mman.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -24,7 +23,7 @@
 
 namespace {
 
-// operation[=number,...], or operation=text.
+// operation[=number,...], or operation=text. Numbers that aren't given are 0.
 struct Call {
   explicit Call(const std::string& call) : name(call.substr(0, call.find('='))) {
     text = call.substr(call.find('=') + 1);
@@ -32,6 +31,7 @@ struct Call {
     for (std::string piece; std::getline(pieces, piece, ',');) {
       numbers.push_back(strtoll(piece.c_str(), nullptr, 0));
     }
+    numbers.resize(22);  // a request with the longest record
   }
   int a() const { return static_cast<int>(numbers[0]); }
   unsigned b() const { return static_cast<unsigned>(numbers[1]); }
@@ -97,15 +97,16 @@ int submit(const Call& call) {
   return result;
 }
 
-// A request that the tool would never make: its number and the record's words, shown as it left
-// them.
+// What the tool would never do. A request: descriptor, number and the words of its record.
 int request(const Call& call) {
-  std::int32_t words[20] = {};
-  std::copy(call.numbers.begin() + 1, call.numbers.end(), words);
-  const int result =
-      ioctl(ionFd, static_cast<unsigned long>(call.numbers[0]), words) < 0 ? -errno : 0;
-  std::for_each_n(words, call.numbers.size() - 1, [](int word) { details << ' ' << word; });
-  return result;
+  std::vector<std::int32_t> words(call.numbers.begin() + 2, call.numbers.end());
+  return ioctl(call.a(), call.b(), words.data()) < 0 ? -errno : 0;
+}
+
+// A mapping: descriptor, length, protection, flags and offset.
+int map(const Call& call) {
+  const std::vector<int> is(call.numbers.begin(), call.numbers.end());
+  return mmap(nullptr, call.b(), is[2], is[3], is[0], is[4]) == MAP_FAILED ? -errno : 0;
 }
 
 int parseNothing(const Call& /*call*/) {
@@ -125,6 +126,7 @@ const std::map<std::string, int (*)(const Call&)> operations = {
     {"fastlogo", [](const Call& c) { return fastlogoCtrl(c.a()); }},
     {"image", image},
     {"load", [](const Call& c) { return Image::loadToBuffer(c.a(), c.b(), "bytes"); }},
+    {"map", map},
     {"open", openIon},
     {"parse_nothing", parseNothing},
     {"request", request},

@@ -4,14 +4,11 @@ import os
 import pathlib
 import re
 import resource
-import zlib
 from textwrap import dedent
 
 import pytest
 
-from conftest import no_valgrind, table
-
-pytestmark = pytest.mark.usefixtures("simulated")
+from conftest import table
 
 PROBED = "ioctl c0044901 failed with code -1: Inappropriate ioctl for device\n\n"
 RECORD = ("channel=1 param_a=0 format=0 param_b=1 param_c=2 param_d=255 window_x=0 window_y=0 window_w=1920 "
@@ -57,9 +54,8 @@ def panel(record):
         """).format(**dict(field.split("=") for field in record.split()))
 
 
-@table("interface, probed, log", {
-    "modern": ("modern", PROBED, MODERN),
-    "legacy": ("legacy", "ioctl c0044901 failed with code -1: Invalid argument\n\n", LEGACY)})
+@pytest.mark.parametrize("interface, probed, log", [
+    ("modern", PROBED, MODERN), ("legacy", "ioctl c0044901 failed with code -1: Invalid argument\n\n", LEGACY)])
 def test_run(run, interface, probed, log):
     ran = run(f"SIM_ION={interface} planeshow -i image.raw")
     assert ran.out == probed + panel(RECORD)
@@ -69,13 +65,11 @@ def test_run(run, interface, probed, log):
 def test_blank(run):
     ran = run("planeshow --blank --debug")
     assert ran.out == "main: blank display!\n"
-    assert ran.log == ("open /dev/ge2d O_RDWR = 3\n"
-                       "ioctl 3 00004632 present {channel=1 enable=0} = 0 {}\n"
-                       "close 3 /dev/ge2d\n")
+    assert ran.log.splitlines() == [
+        "open /dev/ge2d O_RDWR = 3", "ioctl 3 00004632 present {channel=1 enable=0} = 0 {}", "close 3 /dev/ge2d"]
 
 
 # The duplicate (6) and one mapping of the buffer are left to the end of the process.
-@no_valgrind
 def test_calls(run):
     run("CALLS=calls planeshow -i image.raw")
     assert pathlib.Path("calls").read_text().splitlines() == [
@@ -94,13 +88,11 @@ def test_calls(run):
     "a name counts as a whole": ("-f RGB5650 -vw 0720", "format=-1"),
     "the later name counts": ("-f x -f ARGB8888", ""),
     "the window is sent as it is": ("-o -1,2,-3,4,", "window_x=-1 window_y=2 window_w=-3 window_h=4"),
-    "the crop reaches the right and lower edges": (
-        "-c 100,50,10,10", "crop_x=100 crop_y=50 crop_w=620 crop_h=430"),
+    "the crop reaches right and bottom": ("-c 100,50,10,10", "crop_x=100 crop_y=50 crop_w=620 crop_h=430"),
     "a crop before the image": ("-c -5,-5,10,10", ""),
     "a crop behind the image": ("-c 900,481,0,0", "crop_x=720 crop_y=480 crop_w=0 crop_h=0"),
-    "a negative size is the limit too": (
-        "-w -5 -h -2147483648",
-        "buf_width=-5 buf_height=-2147483648 crop_x=-5 crop_y=-2147483648 crop_w=0 crop_h=0"),
+    "a negative size is the limit": (
+        "-w -5 -h -2147483648", "buf_width=-5 buf_height=-2147483648 crop_x=-5 crop_y=-2147483648 crop_w=0 crop_h=0"),
     "accepted and unused": ("foo --swap --colorIndex 3 -v - -- -w x", "")})
 def test_layer(run, arguments, changed):
     ran = run("planeshow -i image.raw " + arguments)
@@ -140,24 +132,17 @@ def test_no_such_channel(run, channel):
     assert ran.log == re.sub("layer.*\nioctl.*\n", "", MODERN)
 
 
-# Messages that can't be printed change neither the calls nor the status, though the interfaces are told
-# apart by the errno of a request whose failure has just been printed.
-@no_valgrind
-@pytest.mark.parametrize("interface, log", [("modern", MODERN), ("legacy", LEGACY)], ids=["modern", "legacy"])
-@table("prepare", {
-    "full": lambda: os.dup2(os.open("/dev/full", os.O_WRONLY), 1),
-    "closed": lambda: os.close(1),
-    "all closed": lambda: os.closerange(0, 3),
-    "a pipe that nobody reads": lambda: os.dup2(os.pipe()[1], 1)})
-def test_unprintable(run, interface, log, prepare):
-    assert run(f"SIM_ION={interface} planeshow -i image.raw", preexec_fn=prepare).log == log
-
-
-@no_valgrind
-def test_file_at_its_limit(run):
-    with open("limited", "w") as limited:
-        run("SIM_LOG= planeshow --blank", stdout=limited,
-            preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (0, 0)))
+# Messages that can't be printed change neither the calls nor the status, though the allocator's interface is
+# told by the errno of a request whose failure has just been printed.
+@table("command, log, prepare", {
+    "full": ("planeshow -i image.raw", MODERN, lambda: os.dup2(os.open("/dev/full", os.O_WRONLY), 1)),
+    "closed": ("planeshow -i image.raw", MODERN, lambda: os.close(1)),
+    "all closed": ("planeshow -i image.raw", MODERN, lambda: os.closerange(0, 3)),
+    "a pipe that nobody reads": ("planeshow -i image.raw", MODERN, lambda: os.dup2(os.pipe()[1], 1)),
+    "a file at its limit": ("SIM_LOG= planeshow --blank", "", lambda: (
+        os.dup2(os.open("limited", os.O_WRONLY | os.O_CREAT), 1), resource.setrlimit(resource.RLIMIT_FSIZE, (0, 0))))})
+def test_unprintable(run, command, log, prepare):
+    assert run(command, preexec_fn=prepare).log == log
 
 
 # What was printed has left the process when the driver is asked, into a file too.
@@ -167,10 +152,3 @@ def test_printed_before_asked(run):
     alloc, layer = MODERN.index("ioctl 4 c0184900"), MODERN.index("layer")
     assert pathlib.Path("both").read_text() == (
         MODERN[:alloc] + PROBED + MODERN[alloc:layer] + panel(RECORD) + MODERN[layer:])
-
-
-# Beyond what anybody copies at once; the driver's checksum is the file's.
-def test_larger_image(run):
-    image = os.urandom(1_000_003)
-    pathlib.Path("an image").write_bytes(image)
-    assert f"buffer 1 of 1000003 bytes, crc32 {zlib.crc32(image):08x}\n" in run("planeshow -i 'an image'").log

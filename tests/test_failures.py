@@ -2,11 +2,7 @@
 
 import re
 
-import pytest
-
 from conftest import table
-
-pytestmark = pytest.mark.usefixtures("simulated")
 
 EIO = "failed with code -1: Input/output error"
 PROBED = "ioctl c0044901 failed with code -1: Inappropriate ioctl for device"

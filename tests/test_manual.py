@@ -37,7 +37,7 @@ def test_every_message_is_explained():
 
 
 # Tool, help, companions and manuals name the same formats, with the driver's codes.
-def test_formats(run, simulated):
+def test_formats(run):
     names = run("planeshow --help").out.split("Supported Formats:")[1].split()
     for code, name in enumerate(names):
         assert f"     format: {code}\n" in run(f"planeshow -i image.raw -f {name}").out

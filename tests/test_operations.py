@@ -6,8 +6,6 @@ import pytest
 
 from conftest import table
 
-pytestmark = pytest.mark.usefixtures("simulated")
-
 
 # Results: of an allocation with the out-parameter; of a buffer with its record (descriptor, size, tag,
 # mapping) when made, when given memory once more and when destroyed; of a submission with out-parameter and

@@ -2,80 +2,85 @@
 
 import os
 import pathlib
+import re
 import resource
-import stat
+import sys
+from textwrap import dedent
 
 import pytest
 
-from conftest import no_valgrind, table
+from conftest import table
 
-pytestmark = pytest.mark.usefixtures("simulated")
+LEGACY = "SIM_ION=legacy"
+MODERN_ALLOC, ALLOC, FREE, SHARE = (f"request=3,0xC0{code}" for code in ("184900", "144900", "044901", "084904"))
+PUT = "request=5,0x4631,{},,,,,,,,,,,,,,,,,{}"  # channel, dma-buf
 
-MODERN, LEGACY = "SIM_ION=modern", "SIM_ION=legacy"
-MODERN_ALLOC, ALLOC, FREE, SHARE = (f"request=0xC0{code}," for code in ("184900", "144900", "044901", "084904"))
 
-
-# A raw request is its number and the words of its record, and gives its result and the words after it.
+# A request has descriptor, number and record, a mapping descriptor, length, protection, flags and offset.
 @table("settings, calls, results", {
-    "no length": (MODERN, "alloc_fd=0", "alloc_fd = -22 -7"),
-    "the last page of 32 bits": (MODERN, f"{MODERN_ALLOC}4294963201,0,2,0,0,0", "request = -22 -4095 0 2 0 0 0"),
-    "more than 32 bits": (MODERN, f"{MODERN_ALLOC}0,1,2,0,0,0", "request = -22 0 1 2 0 0 0"),
-    "no such heap": (MODERN, f"{MODERN_ALLOC}1,0,5,0,0,0", "request = -19 1 0 5 0 0 0"),
-    "reserved": (MODERN, f"{MODERN_ALLOC}1,0,2,0,0,7", "request = -22 1 0 2 0 0 7"),
-    "a legacy request": (MODERN, f"{ALLOC}1,4096,2,0,0", "request = -25 1 4096 2 0 0"),
-    "a display request": (MODERN, "request=0x4635,0", "request = -25 0"),
-    "the lowest handle": (LEGACY, f"alloc=9 {FREE}1 alloc=9", "alloc = 0 1; request = 0 1; alloc = 0 1"),
-    "another open's handle": (LEGACY, f"alloc=9 open {FREE}1", "alloc = 0 1; open = 4 0; request = -22 1"),
-    "a freed handle": (LEGACY, f"alloc=9 {FREE}1 {SHARE}1,0", "alloc = 0 1; request = 0 1; request = -22 1 0"),
+    "no length": ("", "alloc_fd=0", "alloc_fd = -22 -7"),
+    "the last page of 32 bits": ("", f"{MODERN_ALLOC},4294963201,0,2", "request = -22"),
+    "more than 32 bits": ("", f"{MODERN_ALLOC},0,1,2", "request = -22"),
+    "no such heap": ("", f"{MODERN_ALLOC},1,0,5", "request = -19"),
+    "reserved": ("", f"{MODERN_ALLOC},1,0,2,0,0,7", "request = -22"),
+    "a legacy request": ("", f"{ALLOC},1,4096,2", "request = -25"),
+    "a modern request": (LEGACY, f"{MODERN_ALLOC},1,0,2", "request = -25"),
+    "a display request": ("", "request=3,0x4635", "request = -25"),
+    "the lowest handle": (LEGACY, f"alloc=9 alloc=9 {FREE},1 alloc=9", "alloc = 0 1; alloc = 0 2; request = 0; alloc = 0 1"),
+    "another open's handle": (LEGACY, f"open alloc=9 {FREE},1", "open = 4 0; alloc = 0 1; request = -22"),
+    "a freed handle": (LEGACY, f"alloc=9 {FREE},1 {SHARE},1", "alloc = 0 1; request = 0; request = -22"),
     "a handle shared twice": (LEGACY, "alloc=9 share=1 share=1", "alloc = 0 1; share = 0 4; share = 0 5"),
-    "a layer of no buffer": (MODERN, "submit=3,1", "submit = -1 -1 -1"),
-    "a layer of nothing": (MODERN, "submit=77,1", "submit = -1 -1 -1"),
     "two buffers use up the memory": ("SIM_MEMORY=12288", "alloc_fd=4097 alloc_fd=4097 alloc_fd=4096 alloc_fd=1",
                                       "alloc_fd = 0 4; alloc_fd = -12 -7; alloc_fd = 0 5; alloc_fd = -12 -7"),
-    "the second time": ("SIM_FAIL=fastlogo:EIO:2", "fastlogo=0 fastlogo=0", "fastlogo = 0; fastlogo = -1"),
-    "and then no more": ("SIM_FAIL=fastlogo:EDEADLOCK:1", "fastlogo=0 fastlogo=0", "fastlogo = -1; fastlogo = 0"),
-    "from then on": ("SIM_FAIL=fastlogo:EWOULDBLOCK:1+", "fastlogo=0 fastlogo=0", "fastlogo = -1; fastlogo = -1")})
+    "no mapping of the device": ("", "map=3,4096,3,1,0", "map = -19"),
+    "mappings end with a buffer's last page": ("", "alloc_fd=4097 map=4,4096,3,1,4096 map=4,8193,3,1,0 map=4,1,3,1,8192",
+                                               "alloc_fd = 0 4; map = 0; map = -22; map = -22"),
+    "no private writable mapping": ("", "alloc_fd=9 map=4,9,3,2,0 map=4,9,1,2,0", "alloc_fd = 0 4; map = -22; map = 0"),
+    "a layer needs a channel and a buffer": (
+        "", " ".join(["alloc_fd=9 fastlogo=1", *(PUT.format(*of) for of in ((1, 4), (2, 4), (1, 3), (1, 77)))]),
+        "alloc_fd = 0 4; fastlogo = 0; request = 0; request = -22; request = -22; request = -9"),
+    "the second time": ("SIM_FAIL=fastlogo:EDEADLOCK:2", "fastlogo=0 fastlogo=0 fastlogo=0",
+                        "fastlogo = 0; fastlogo = -1; fastlogo = 0"),
+    "from then on": ("SIM_FAIL=fastlogo:EWOULDBLOCK:2+", "fastlogo=0 fastlogo=0 fastlogo=0",
+                     "fastlogo = 0; fastlogo = -1; fastlogo = -1")})
 def test_answers(run, settings, calls, results):
     run(f"{settings} probe open {calls}", err=f"open = 3 0; {results}\n".replace("; ", "\n"))
 
 
 # One line and status 2, whatever the run would have done.
-@pytest.mark.parametrize("setting, why", [
-    ("ION=modren", "not one of its values"),
-    ("GE2D=gone", "not one of its values"),
-    *((f"MEMORY={memory}", "not a number of bytes") for memory in ("1G", "-1", "0")),
-    ("LOG=none/log", "No such file or directory"),
-    ("LOG=pipe", "No such device or address"),  # nobody reads it
-    ("FIAL=put:EIO", "there is no such setting"),
-    ("FAIL=put:EWRONG", "there is no such errno"),
-    *((f"FAIL={fault}", "not request:answer[:n[+]]")
-      for fault in ("put", "put:0", "put:EIO:0", "put:EIO:x", "put:EIO:", "a:b:c:d")),
-    *((f"FAIL={fault}", "the chosen devices have no such request or answer")
-      for fault in ("get:EIO", "put:nofd", "map:EIO", "share:EIO")),
-    ("FAIL=", "not request:answer[:n[+]]")])  # behind the comma
-def test_bad_settings(run, setting, why):
+@pytest.mark.parametrize("why, settings", {
+    "not one of its values": "ION=modren; GE2D=gone",
+    "not a number of bytes": "MEMORY=1G; MEMORY=-1; MEMORY=0",
+    "No such file or directory": "LOG=none/log",
+    "No space left on device": "LOG=/dev/full",
+    "No such device or address": "LOG=pipe",  # that nobody reads
+    "there is no such setting": "FIAL=put:EIO; =1",
+    "there is no such errno": "FAIL=put:EWRONG",
+    "not request:answer[:n[+]]": "FAIL=put; FAIL=put:0; FAIL=put:EIO:0; FAIL=put:EIO:x; FAIL=put:EIO:; FAIL=put:EIO,",
+    "the chosen devices have no such request or answer":
+        "FAIL=get:EIO; FAIL=put:nofd; FAIL=map:EIO; FAIL=share:EIO; ION=legacy SIM_FAIL=alloc:nofd"}.items())
+def test_bad_settings(run, why, settings):
     os.mkfifo("pipe")
-    given = setting.replace("FAIL=", "FAIL=put:EIO,") if setting == "FAIL=" else setting
-    run(f"SIM_{given} planeshow --help", status=2, err=f"planeshow-sim: PLANESHOW_SIM_{setting}: {why}\n")
+    for setting in settings.split("; "):
+        said = re.sub(".* SIM_|(?<==).*,", "", setting)  # of a list only the bad piece
+        run(f"SIM_{setting} planeshow --help", status=2, err=f"planeshow-sim: PLANESHOW_SIM_{said}: {why}\n", log="")
 
 
-# As on a kernel, where no descriptor of the tool's is used up by the driver; and no line of the log is lost.
-@no_valgrind
-@table("most, last, status, lines", {
-    "no share": (5, "main: initImageBuffer error, exit!\n", 1, 6),
-    "no duplicate": (6, "main: submit osd layer error!\n", 0, 13),
-    "just enough": (7, "osd channel: 1\n", 0, 14)})
-def test_few_descriptors(run, most, last, status, lines):
-    ran = run("SIM_STATE=. SIM_ION=legacy planeshow -i image.raw", status=status,
+# As on a kernel: the driver uses up no descriptor of the tool's. No line of the log is lost.
+@table("most, status, last, lines, shared", {
+    "no share": (5, 1, "main: initImageBuffer error, exit!\n", 6, "-1 EMFILE {fd=-24}"),
+    "no duplicate": (6, 0, "main: submit osd layer error!\n", 13, "0 {fd=5}"),
+    "just enough": (7, 0, "osd channel: 1\n", 14, "0 {fd=5}")})
+def test_few_descriptors(run, most, status, last, lines, shared):
+    ran = run("SIM_STATE=. SIM_ION=legacy planeshow -i image.raw", status,
               preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_NOFILE, (most, most)))
     assert ran.out.endswith(last)
     assert ran.log.count("\n") == lines
-    assert ("= -1 EMFILE {fd=-24}\n" in ran.log) == (most == 5)  # a failed share leaves its error in the record
+    assert f"share {{handle=1 fd=0}} = {shared}\n" in ran.log
     assert os.path.exists("channel1.layer") == (most == 7)
 
 
-# What can't be kept or logged is said; the run is as ever.
-@no_valgrind
+# What can't be kept or logged is said once; the run is as ever.
 def test_unwritable(run):
     said = "planeshow-sim: none/fastlogo: {0}\nplaneshow-sim: none/channel1.layer: {0}\n"
     run("SIM_STATE=none planeshow -i image.raw", err=said.format("No such file or directory"))
@@ -84,17 +89,31 @@ def test_unwritable(run):
         preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (4096, 4096)))
 
 
-# Files of the state are the user's own, and replace links instead of writing through them.
+# The files are the user's own, and replace links instead of writing through them.
 def test_state(run):
-    pathlib.Path("victim").write_text("mine")
-    names = "channel1.layer", "channel1.hidden", "fastlogo"
-    for name in names:
-        os.symlink("victim", name)
+    for name in "channel1.layer", "channel1.hidden", "fastlogo":
+        os.symlink("image.raw", name)
     run("SIM_STATE=. planeshow -i image.raw --fastlogo")
-    layer, hidden, fastlogo = map(pathlib.Path, names)
-    assert (pathlib.Path("victim").read_text(), stat.filemode(layer.lstat().st_mode)) == ("mine", "-rw-------")
-    assert (layer.read_bytes()[80:], fastlogo.read_text()) == (b"123456789", "1\n")
-    for command, there in ("probe blank=1,1", True), ("probe blank=0,1", False), ("planeshow --blank", True):
-        assert os.path.lexists(hidden) != there  # from the command before
-        run("SIM_STATE=. " + command, err=None)
-        assert os.path.lexists(hidden) == there
+    assert pathlib.Path("image.raw").read_text() == "123456789"
+    assert pathlib.Path("channel1.layer").lstat().st_mode == 0o100600
+    assert pathlib.Path("channel1.layer").read_bytes()[80:] == b"123456789"
+    assert pathlib.Path("fastlogo").read_text() == "1\n"
+    hidden = []
+    for command in ("planeshow --blank", "planeshow -i image.raw -t 0", "planeshow -i image.raw",
+                    "probe blank=7,1", "probe blank=0,1"):
+        run(f"SIM_STATE=. {command}", err=None)
+        hidden.append(os.path.lexists("channel1.hidden"))
+    assert hidden == [True, True, False, True, False]
+
+
+# A driver is called from any thread: no two get the same handle.
+def test_threads(run, build):
+    if build.arm or "SANITIZE:BOOL=ON" in build.cache:
+        pytest.skip("Python is built otherwise")
+    code = dedent("""
+        import fcntl, struct, threading
+        ion = open("/dev/ion")
+        alloc = lambda: [fcntl.ioctl(ion, 0xC0144900, struct.pack("5I", 9, 0, 2, 0, 0)) for i in range(100)]
+        [threading.Thread(target=alloc).start() for i in range(8)]""")
+    ran = run(f"LD_LIBRARY_PATH={build.folder} LD_PRELOAD=libplaneshow-sim.so {LEGACY} {sys.executable} -c '{code}'")
+    assert len(set(re.findall("{handle=[0-9]+}$", ran.log, re.M))) == 800
