@@ -8,7 +8,7 @@
 struct _plane_info {
   std::uint32_t channel;  // 0 is QM710_OSD2, 1 is QM710_OSD3
   std::int32_t param_a;
-  std::int32_t format;  // 0 ARGB8888, 1 RGB888, 2 RGB565
+  std::int32_t format;  // the driver's code of the pixel format
   std::int32_t param_b;
   std::int32_t param_c;
   std::int32_t param_d;
