@@ -25,8 +25,8 @@ namespace {
 
 // operation[=number,...], or operation=text. Numbers that aren't given are 0.
 struct Call {
-  explicit Call(const std::string& call) : name(call.substr(0, call.find('='))) {
-    text = call.substr(call.find('=') + 1);
+  explicit Call(const std::string& call)
+      : name(call.substr(0, call.find('='))), text(call.substr(call.find('=') + 1)) {
     std::istringstream pieces(text);
     for (std::string piece; std::getline(pieces, piece, ',');) {
       numbers.push_back(strtoll(piece.c_str(), nullptr, 0));
@@ -41,9 +41,11 @@ struct Call {
   std::vector<std::int64_t> numbers;
 };
 
-std::ostringstream details;  // that follow the result
+// What follows the result.
+std::ostringstream details;  // NOLINT(cert-err58-cpp): without memory there is nothing to test
 
 // An out-parameter, or none for "null".
+// NOLINTNEXTLINE(cppcoreguidelines-special-member-functions): lives for one call
 struct Out {
   explicit Out(const Call& call) : where(call.text == "null" ? nullptr : &value) {}
   ~Out() { details << ' ' << value; }
@@ -68,7 +70,7 @@ std::ostream& operator<<(std::ostream& stream, const orvan::PrivateBuffer& recor
 
 // Makes a buffer and then lets it get its memory once more.
 int buffer(const Call& call) {
-  alignas(orvan::IonBuffer) unsigned char place[sizeof(orvan::IonBuffer)];
+  alignas(orvan::IonBuffer) unsigned char place[sizeof(orvan::IonBuffer)] = {};
   auto* const made = new (place) orvan::IonBuffer(call.b(), call.length());
   details << *made->getPrivateBuffer() << ", then";
   const int result = made->initWithSize(call.b(), call.length() + 1);
@@ -116,6 +118,7 @@ int parseNothing(const Call& /*call*/) {
 
 int atExit(const Call& call);
 
+// NOLINTNEXTLINE(cert-err58-cpp): as above
 const std::map<std::string, int (*)(const Call&)> operations = {
     {"alloc", [](const Call& c) { return ion_alloc(ionFd, c.length(), 4096, 2, 0, Out(c).where); }},
     {"alloc_fd",
