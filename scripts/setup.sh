@@ -6,13 +6,12 @@ cd "$(dirname "$0")/.."
 
 purpose=${1:-demo}
 packages=(cmake g++ ninja-build libpng-dev)
-arm=(g++-arm-linux-gnueabihf qemu-user)
-tests=("${arm[@]}" clang libc++-dev libc++abi-dev man-db python3-pytest python3-pil)
+tests=(g++-arm-linux-gnueabihf qemu-user clang libc++-dev libc++abi-dev man-db python3-pytest python3-pil)
 case $purpose in
   demo) ;;
   test) packages+=("${tests[@]}") ;;
   check) packages+=("${tests[@]}" git clang-format clang-tidy cppcheck shellcheck valgrind) ;;
-  package) packages+=("${arm[@]}" git dpkg-dev lintian) ;;
+  package) packages+=(g++-arm-linux-gnueabihf git dpkg-dev lintian) ;;
   bench) packages+=(hyperfine python3 time valgrind) ;;
   *)
     echo "usage: scripts/setup.sh [demo|test|check|package|bench]" >&2
