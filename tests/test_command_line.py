@@ -73,7 +73,6 @@ def test_errors(run, arguments, error):
 # One argument may have 128 KiB: the parser's own patterns would overflow the stack.
 @table("letter, arguments, printed", {
     "a number": ("1", "-w {}", "error parsing options: Argument ‘{}’ failed to parse\n"),
-    "a number behind =": ("1", "--width={}", "error parsing options: Argument ‘{}’ failed to parse\n"),
     "zeros that make small numbers": ("0", "--help -w 0x{}7 --height={}", HELP + FORMATS),
     "a list": ("1", "-c {}", "error parsing options: Argument ‘{}’ failed to parse\n"),
     "a long option": ("x", "--{}", "error parsing options: Option ‘{}’ does not exist\n"),

@@ -137,6 +137,7 @@ def test_no_such_channel(run, channel):
 @table("command, log, prepare", {
     "full": ("planeshow -i image.raw", MODERN, lambda: os.dup2(os.open("/dev/full", os.O_WRONLY), 1)),
     "closed": ("planeshow -i image.raw", MODERN, lambda: os.close(1)),
+    "no input": ("planeshow -i image.raw", MODERN, lambda: os.close(0)),
     "all closed": ("planeshow -i image.raw", MODERN, lambda: os.closerange(0, 3)),
     "a pipe that nobody reads": ("planeshow -i image.raw", MODERN, lambda: os.dup2(os.pipe()[1], 1)),
     "a file at its limit": ("SIM_LOG= planeshow --blank", "", lambda: (
