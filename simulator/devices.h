@@ -41,7 +41,7 @@ int withDescriptors(const Work& work) {
     closeOwn(STDIN_FILENO);
     _exit(-work());
   }
-  int status = 0;
+  int status = -1;
   while (child > 0 && waitpid(child, &status, 0) == -1 && errno == EINTR) {
   }
   return child > 0 && WIFEXITED(status) ? -WEXITSTATUS(status) : -EMFILE;

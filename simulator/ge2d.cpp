@@ -68,7 +68,7 @@ std::uint32_t updateCrc(std::uint32_t crc, const unsigned char* bytes, std::size
 // and replaces a link instead of writing through it. The driver's answer does not depend on it:
 // what can't be kept is said on standard error.
 template <typename Fill>
-void keep(const std::string& path, const Fill& fill) {
+bool keep(const std::string& path, const Fill& fill) {
   const int error = withDescriptors([&] {
     sigset_t all;
     sigset_t before;
@@ -90,10 +90,11 @@ void keep(const std::string& path, const Fill& fill) {
   if (error != 0) {
     complain(path, error);
   }
+  return error == 0;
 }
 
-void keepLayer(const Layer& layer, std::uint64_t length) {
-  keep(channelFile(settings().state, layer.channel, "layer"), [&](int fd) {
+bool keepLayer(const Layer& layer, std::uint64_t length) {
+  return keep(channelFile(settings().state, layer.channel, "layer"), [&](int fd) {
     Progress progress{"planeshow-sim", "keeping the layer", length};
     // Space that is reserved at once need not be found by the rename, which would wait for it.
     fallocate64(fd, 0, 0, static_cast<off64_t>(sizeof layer + length));
@@ -140,8 +141,7 @@ int putPlane(int /*ge2d*/, std::int32_t* words) {
   }
   layer.out_value = ++layers;
   memcpy(words, &layer, sizeof layer);
-  if (keepsState()) {
-    keepLayer(layer, length);
+  if (keepsState() && keepLayer(layer, length)) {
     keepHidden(layer.channel, false);
   }
   if (logging()) {

@@ -17,7 +17,7 @@ int reserve(std::uint64_t length, std::int32_t heapMask, std::string& name) {
   static std::uint64_t used = 0;
   static unsigned buffers = 0;
   // The kernels round up in 32 bits, where the lengths of the last page become 0.
-  if (length == 0 || wholePages(length) > UINT32_MAX) {
+  if (length == 0 || length > UINT32_MAX - 4095) {
     return -EINVAL;
   }
   if ((heapMask & 1 << 1) == 0) {
@@ -57,7 +57,7 @@ int unknownToModern(int /*ion*/, std::int32_t* /*words*/) { return -ENOTTY; }
 
 // A handle belongs to one open of the device, told apart by its file's inode. It holds its memory
 // through no descriptor of the tool's, as in a kernel: the memory is made when it is first shared,
-// and anew when all descriptors of it have been closed since.
+// and anew when the descriptor that was made for it last has been closed.
 struct Handle {
   std::string name;
   int shared = -1;  // the last descriptor made for it

@@ -122,6 +122,9 @@ Settings readSettings() {
 
 // Before main, so that a bad setting is seen whatever the run does.
 [[gnu::constructor]] void checkSettings() {
+  if (settings().log == kIon || settings().log == kGe2d) {
+    reject("LOG", settings().log, "a simulated device");
+  }
   const int error = logging() ? appendToLog("", O_CREAT) : 0;
   if (error != 0) {
     reject("LOG", settings().log, strerrordesc_np(-error));

@@ -41,7 +41,8 @@ inline bool parseSize(std::string_view text, std::int32_t& width, std::int32_t& 
 inline int runCompanion(int argc, char** argv, bool complete, const char* usage,
                         const char* purpose, int (*run)(int argc, char** argv)) {
   fillStandardDescriptors();
-  std::signal(SIGXFSZ, SIG_IGN);  // a file at its limit is an error like others
+  std::signal(SIGXFSZ, SIG_IGN);  // a file at its limit is an error like others,
+  std::signal(SIGPIPE, SIG_IGN);  // and so is a reader that has gone
   try {
     int status = 0;
     const std::string_view option = argc == 2 ? argv[1] : "";

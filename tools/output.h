@@ -17,7 +17,7 @@ void writeFile(const std::string& path, const Fill& fill) {
   static std::string unfinished;  // no end of the program leaves it behind
   struct stat there = {};
   const bool replaces = lstat(path.c_str(), &there) != 0 || S_ISREG(there.st_mode) ||
-                        (S_ISLNK(there.st_mode) && path.rfind("/dev/std", 0) != 0);
+                        (S_ISLNK(there.st_mode) && path.rfind("/dev/", 0) != 0);
   const auto now = std::chrono::steady_clock::now().time_since_epoch().count();
   const std::string folder = path.substr(0, path.rfind('/') + 1);
   unfinished = replaces ? folder + "unfinished." + std::to_string(now) : "";

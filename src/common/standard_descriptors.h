@@ -6,7 +6,7 @@
 // Opens /dev/null where standard input, output or error is closed. The next open would be given
 // that number otherwise, and messages would be written into an image, a buffer or a device.
 inline void fillStandardDescriptors() {
-  for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+  for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd) {
     if (fcntl(fd, F_GETFD) == -1) {
       open("/dev/null", O_RDWR);
     }
