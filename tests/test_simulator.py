@@ -114,5 +114,5 @@ def test_threads(run, build):
         ion = open("/dev/ion")
         alloc = lambda: [fcntl.ioctl(ion, 0xC0144900, struct.pack("5I", 9, 0, 2, 0, 0)) for i in range(100)]
         [threading.Thread(target=alloc).start() for i in range(8)]""")
-    ran = run(f"LD_LIBRARY_PATH={build.folder} LD_PRELOAD=libplaneshow-sim.so {LEGACY} {sys.executable} -c '{code}'")
+    ran = run(f"'LD_LIBRARY_PATH={build.folder}' LD_PRELOAD=libplaneshow-sim.so {LEGACY} {sys.executable} -c '{code}'")
     assert len(set(re.findall("{handle=[0-9]+}$", ran.log, re.M))) == 800
