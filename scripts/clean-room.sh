@@ -8,6 +8,7 @@ suite=${1:?usage: scripts/clean-room.sh bookworm|trixie}
 room=$(mktemp -d)
 root=$room/root
 trap 'rm -rf --one-file-system "$room"' EXIT
+trap 'exit 1' HUP INT TERM # once what runs in the room has ended
 # What is mounted and what runs in here ends with the command, however that ends.
 apart() { unshare --mount --pid --fork --kill-child "$@"; }
 timed() {
