@@ -1,19 +1,21 @@
-#include "devices.h"
+#include "simulator/devices.h"
 
+#include <fcntl.h>
 #include <sys/mman.h>
-#include <sys/syscall.h>
+#include <unistd.h>
 
 #include <algorithm>
-#include <atomic>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <mutex>
 #include <sstream>
 
-namespace sim {
+#include "simulator/faults.h"
+#include "simulator/log.h"
+#include "simulator/settings.h"
 
-// Descriptors.
+namespace sim {
 
 std::string nameOf(int fd) {
   char target[64];
@@ -25,9 +27,9 @@ std::string nameOf(int fd) {
   return ours ? link.substr(before, link.rfind(" (deleted)") - before) : "";
 }
 
-std::uint64_t bufferLength(const std::string& name) {
+std::size_t bufferLength(const std::string& name) {
   const std::size_t of = name.find(" of ");
-  return of == std::string::npos ? 0 : strtoull(&name[of + 4], nullptr, 10);
+  return of == std::string::npos ? 0 : strtoul(&name[of + 4], nullptr, 10);
 }
 
 int makeFile(const std::string& name, std::uint64_t backed, bool closeOnExec) {
@@ -36,56 +38,31 @@ int makeFile(const std::string& name, std::uint64_t backed, bool closeOnExec) {
     return fd;
   }
   const int error = errno;
-  closeOwn(fd);
+  close(fd);
   return -error;
 }
 
-void closeOwn(int fd) { syscall(SYS_close, fd); }
-
-int writeAll(int fd, const void* bytes, std::size_t size) {
-  const ssize_t written = write(fd, bytes, size);
-  const int error = written < 0 ? errno : ENOSPC;
-  return written == static_cast<ssize_t>(size) ? 0 : -error;
+const Request* findRequest(const std::function<bool(const Request&)>& condition) {
+  static const std::vector<Request> requests = [] {
+    std::vector<Request> all = ionRequests();
+    const std::vector<Request> others = ge2dRequests();
+    all.insert(all.end(), others.begin(), others.end());
+    return all;
+  }();
+  const auto found = std::find_if(requests.begin(), requests.end(), condition);
+  return found == requests.end() ? nullptr : &*found;
 }
 
-void complain(const std::string& path, int error) {
-  dprintf(STDERR_FILENO, "planeshow-sim: %s: %s\n", path.c_str(), strerrordesc_np(-error));
+bool isDevice(const std::string& path) { return path == kIon || path == kGe2d; }
+
+int openDevice(const std::string& path, bool closeOnExec) {
+  const std::string& node = path == kIon ? settings().ion : settings().ge2d;
+  const int result = node == "absent"      ? -ENOENT
+                     : node == "forbidden" ? -EACCES
+                                           : makeFile(path, 0, closeOnExec);
+  errno = result < 0 ? -result : errno;
+  return result < 0 ? -1 : result;
 }
-
-// The log. It is opened for each line: the tool's own descriptors keep the numbers of an ordinary
-// run.
-
-bool logging() { return !settings().log.empty(); }
-
-int appendToLog(const std::string& text, int openFlags) {
-  return withDescriptors([&] {
-    // Opening a FIFO that nobody reads fails instead of waiting; writing to one waits.
-    const int flags = O_WRONLY | O_APPEND | O_CLOEXEC | O_NONBLOCK | openFlags;
-    const int fd = open(settings().log.c_str(), flags, 0666);
-    if (fd < 0) {
-      return -errno;
-    }
-    fcntl(fd, F_SETFL, O_APPEND);
-    const int result = writeAll(fd, text.data(), text.size());
-    closeOwn(fd);
-    return result;
-  });
-}
-
-void logLine(const std::string& line) {
-  static std::atomic<bool> complained{false};
-  const int error = appendToLog(line + "\n", 0);
-  if (error != 0 && !complained.exchange(true)) {
-    complain(settings().log, error);
-  }
-}
-
-std::string resultText(int result) {
-  return " = " +
-         (result < 0 ? std::string("-1 ") + strerrorname_np(-result) : std::to_string(result));
-}
-
-// Requests.
 
 namespace {
 
@@ -110,10 +87,10 @@ std::string describe(const Request& request, const std::int32_t* words,
 }
 
 // The driver's work, or what it was told to answer.
-int perform(const Request& request, int fd, std::int32_t* words) {
+int perform(const Request& request, std::int32_t* words) {
   const Fault* const fault = nextFault(request.name);
   if (fault == nullptr || fault->result > 0) {
-    const int result = request.perform(fd, words);
+    const int result = request.perform(words);
     return result == 0 && fault != nullptr ? fault->result : result;
   }
   if (fault->noDescriptor || request.errorInDescriptor) {
@@ -124,40 +101,32 @@ int perform(const Request& request, int fd, std::int32_t* words) {
 
 }  // namespace
 
-bool answerRequest(int fd, unsigned long code, void* record, int& result) {
-  static std::mutex oneAtATime;
+int answerRequest(int fd, std::uint32_t code, void* record) {
   const std::string device = nameOf(fd);
-  if (device != kIon && device != kGe2d) {
-    result = -EBADF;
-    return fcntl(fd, F_GETFD) == -1;
-  }
-  const std::lock_guard<std::mutex> lock(oneAtATime);
-  const Request* const request = findRequest(settings(), [&](const Request& known) {
-    return device == known.device && known.code == static_cast<std::uint32_t>(code);
-  });
+  const Request* const request = findRequest(
+      [&](const Request& known) { return device == known.device && code == known.code; });
   char asked[32];
-  std::snprintf(asked, sizeof asked, "ioctl %d %08x", fd, static_cast<unsigned>(code));
+  std::snprintf(asked, sizeof asked, "ioctl %d %08x", fd, code);
   std::string log = asked;
+  int result = 0;
   if (request == nullptr || record == nullptr) {
-    result = request == nullptr ? -ENOTTY : -EFAULT;
+    result = fcntl(fd, F_GETFD) == -1 ? -EBADF : request == nullptr ? -ENOTTY : -EFAULT;
     log += resultText(result);
   } else {
     // As a driver does: copy in, work on the copy, copy out.
+    alignas(std::uint64_t) std::int32_t words[20] = {};
     std::int32_t before[20] = {};
-    std::int32_t words[20] = {};
-    memcpy(before, record, request->size);
     memcpy(words, record, request->size);
-    result = perform(*request, fd, words);
+    memcpy(before, record, request->size);
+    result = perform(*request, words);
     memcpy(record, words, request->size);
     log += std::string(" ") + request->name + describe(*request, before) + resultText(result);
     if (result >= 0 || memcmp(words, before, sizeof words) != 0) {
       log += describe(*request, words, before);
     }
   }
-  if (logging()) {
-    logLine(log);
-  }
-  return true;
+  logLine(log);
+  return result;
 }
 
 }  // namespace sim

@@ -1,15 +1,9 @@
 #pragma once
 
-#include <fcntl.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <cerrno>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
-
-#include "settings.h"
 
 // What the simulated drivers share. Results are the kernel's: 0 or more, or a negated errno.
 namespace sim {
@@ -21,76 +15,42 @@ constexpr const char* kGe2d = "/dev/ge2d";
 // The name of any other descriptor is empty.
 std::string nameOf(int fd);
 // The bytes that a buffer's name tells, 0 for any other name.
-std::uint64_t bufferLength(const std::string& name);
-constexpr std::uint64_t wholePages(std::uint64_t bytes) { return (bytes + 4095) / 4096 * 4096; }
+std::size_t bufferLength(const std::string& name);
 // Returns a new descriptor; its memory is backed at once, as an allocator's is.
 int makeFile(const std::string& name, std::uint64_t backed, bool closeOnExec);
-// Closes a descriptor that the tool never had: it stays out of the log.
-void closeOwn(int fd);
 
-// Does what needs a descriptor for a moment. If the tool has used all that it may have, a child
-// does it, whose table is its own: a driver needs none of the tool's descriptors.
-template <typename Work>
-int withDescriptors(const Work& work) {
-  const int result = work();
-  if (result != -EMFILE) {
-    return result;
-  }
-  const pid_t child = fork();
-  if (child == 0) {
-    closeOwn(STDIN_FILENO);
-    _exit(-work());
-  }
-  int status = -1;
-  while (child > 0 && waitpid(child, &status, 0) == -1 && errno == EINTR) {
-  }
-  return child > 0 && WIFEXITED(status) ? -WEXITSTATUS(status) : -EMFILE;
-}
-
-// Writes all of the bytes, or returns why not.
-int writeAll(int fd, const void* bytes, std::size_t size);
-// Says what went wrong with a file of the user's.
-void complain(const std::string& path, int error);
-
-// Whether anybody reads the log: without it no call does work for it.
-bool logging();
-int appendToLog(const std::string& text, int openFlags);
-// Appends a line. The first that can't be written is said on standard error.
-void logLine(const std::string& line);
-// " = 0", or " = -1 EINVAL" for a negated errno.
-std::string resultText(int result);
-
-// A request of a driver. It gets its own copy of the record, a list of 32-bit words, and the
-// descriptor that it came through; a failed one leaves the record alone, unless a real one doesn't.
+// A request that a driver knows.
 struct Request {
   const char* device;
-  const char* setting;  // which the device must have to know the request
   std::uint32_t code;
   const char* name;
   std::size_t size;    // of the record, bytes
-  const char* fields;  // "+" marks an unsigned word and "++" an unsigned pair
-  int (*perform)(int fd, std::int32_t* words);
+  const char* fields;  // of the record; "+" marks an unsigned word and "++" an unsigned pair
+  // Does the work on a copy of the record. A failed request leaves the tool's own alone, unless it
+  // is one of those that a kernel copies back all the same.
+  std::function<int(void* record)> perform;
   int descriptor = 0;              // the word that gets a new descriptor, if any
   bool errorInDescriptor = false;  // it gets the negated errno of a failure, too
 };
-const std::vector<Request>& ionRequests();
-const std::vector<Request>& ge2dRequests();
 
-// The first request that meets the condition among those that the chosen devices have, or null.
-template <typename Condition>
-const Request* findRequest(const Settings& chosen, const Condition& condition) {
-  for (const auto* const requests : {&ionRequests(), &ge2dRequests()}) {
-    for (const Request& known : *requests) {
-      if ((known.setting == chosen.ion || known.setting == chosen.ge2d) && condition(known)) {
-        return &known;
-      }
-    }
-  }
-  return nullptr;
+// Lets a driver's operation on its own kind of record serve as Request::perform.
+template <typename Driver, typename Record>
+std::function<int(void*)> by(Driver* driver, int (Driver::*operation)(Record&)) {
+  return [=](void* record) { return (driver->*operation)(*static_cast<Record*>(record)); };
 }
 
-// True if result is the answer: the devices answer for their own descriptors, and with EBADF for
-// those that aren't open, because an emulator may not. From any thread.
-bool answerRequest(int fd, unsigned long code, void* record, int& result);
+// The requests of the devices that the settings name.
+std::vector<Request> ionRequests();
+std::vector<Request> ge2dRequests();
+
+// The first of them that meets the condition, or null.
+const Request* findRequest(const std::function<bool(const Request&)>& condition);
+
+// Opens a device; like the system's open, returns -1 and sets errno if it fails.
+bool isDevice(const std::string& path);
+int openDevice(const std::string& path, bool closeOnExec);
+
+// Answers a request and logs it. Descriptors that are no simulated device's know no request.
+int answerRequest(int fd, std::uint32_t code, void* record);
 
 }  // namespace sim

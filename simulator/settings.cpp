@@ -1,29 +1,21 @@
-#include "settings.h"
+#include "simulator/settings.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
-#include <charconv>
-#include <cstdio>
 #include <cstdlib>
-#include <cstring>
+#include <filesystem>
+#include <initializer_list>
 #include <map>
-#include <regex>
-#include <sstream>
 
-#include "devices.h"
+#include "tools/companion.h"
 
 namespace sim {
 
 namespace {
 
-const char kPrefix[] = "PLANESHOW_SIM_";
-
-[[noreturn]] void reject(const std::string& name, const std::string& value, const char* why) {
-  dprintf(STDERR_FILENO, "planeshow-sim: %s%s=%s: %s\n", kPrefix, name.c_str(), value.c_str(), why);
-  _exit(2);
-}
+const std::string kPrefix = "PLANESHOW_SIM_";  // NOLINT(cert-err58-cpp): no memory, no trial
 
 // The variables that are set, without their prefix.
 std::map<std::string, std::string> readEnvironment() {
@@ -32,8 +24,7 @@ std::map<std::string, std::string> readEnvironment() {
     const std::string setting = *entry;
     const std::size_t equals = setting.find('=');
     if (setting.rfind(kPrefix, 0) == 0 && equals != std::string::npos) {
-      const std::size_t start = sizeof kPrefix - 1;
-      found[setting.substr(start, equals - start)] = setting.substr(equals + 1);
+      found[setting.substr(kPrefix.size(), equals - kPrefix.size())] = setting.substr(equals + 1);
     }
   }
   return found;
@@ -51,44 +42,38 @@ std::string choose(const std::string& name, const std::string& value,
   return value;
 }
 
-// The number of an errno's name, or 0.
-int errnoOf(const std::string& name) {
-  // Second names, which the C library doesn't give for a number.
-  if (name == "EWOULDBLOCK" || name == "EDEADLOCK" || name == "ENOTSUP") {
-    return name == "EWOULDBLOCK" ? EWOULDBLOCK : name == "EDEADLOCK" ? EDEADLOCK : ENOTSUP;
-  }
-  int error = 199;
-  while (error > 0 && (strerrorname_np(error) == nullptr || name != strerrorname_np(error))) {
-    --error;
-  }
-  return error;
+std::string environment(const char* name) {
+  const char* const value = std::getenv(name);
+  return value == nullptr ? "" : value;
 }
 
-Fault parseFault(const std::string& text, const Settings& chosen) {
-  static const std::regex pattern(R"(([a-z]+):(nofd|[1-9]\d{0,8}|E\w+)(:([1-9]\d{0,8})(\+)?)?)");
-  std::smatch pieces;
-  if (!std::regex_match(text, pieces, pattern)) {
-    reject("FAIL", text, "not request:answer[:n[+]]");
+// Makes the folder for the screen's state if it isn't there. The default one is for the user alone:
+// in a folder, or behind a link, of somebody else's the pictures would not be the user's own.
+std::string makeFolder(std::string folder) try {
+  if (!folder.empty()) {
+    std::filesystem::create_directories(folder);
+    return folder;
   }
-  const std::string answer = pieces[2];
-  const bool always = !pieces[3].matched;
-  Fault fault = {};
-  fault.request = pieces[1];
-  fault.noDescriptor = answer == "nofd";
-  fault.error = errnoOf(answer);
-  std::from_chars(answer.data(), answer.data() + answer.size(), fault.result);
-  fault.first = always ? 1 : static_cast<unsigned>(std::stoul(pieces[4]));
-  fault.andFollowing = always || pieces[5].matched;
-  if (answer[0] == 'E' && fault.error == 0) {
-    reject("FAIL", text, "there is no such errno");
+  const std::string home = environment("HOME");
+  folder = environment("XDG_STATE_HOME");
+  if (folder.rfind('/', 0) != 0) {
+    require(access((home + "/").c_str(), F_OK) == 0 && !home.empty(), "HOME");
+    folder = home + "/.local/state";
   }
-  const auto canMeet = [&](const Request& known) {
-    return fault.request == known.name && (known.descriptor > 0 || !fault.noDescriptor);
-  };
-  if (findRequest(chosen, canMeet) == nullptr) {
-    reject("FAIL", text, "the chosen devices have no such request or answer");
+  std::filesystem::create_directories(folder);
+  folder += "/planeshow-sim";
+  struct stat link = {};
+  struct stat target = {};
+  require(mkdir(folder.c_str(), 0700) == 0 || errno == EEXIST, folder);
+  require(lstat(folder.c_str(), &link) == 0 && stat(folder.c_str(), &target) == 0, folder);
+  if (link.st_uid != geteuid() || target.st_uid != geteuid()) {
+    throw std::runtime_error(folder + " is not your own");
   }
-  return fault;
+  require(chmod(folder.c_str(), 0700) == 0, folder);
+  return folder;
+} catch (const std::exception& failure) {
+  complain(failure.what() + std::string(": name a folder in PLANESHOW_SIM_STATE"));
+  std::exit(2);
 }
 
 Settings readSettings() {
@@ -101,52 +86,36 @@ Settings readSettings() {
   Settings found;
   found.ion = choose("ION", take("ION"), {"modern", "legacy", "absent", "forbidden"});
   found.ge2d = choose("GE2D", take("GE2D"), {"present", "absent", "forbidden"});
+  found.fail = take("FAIL");
   found.log = take("LOG");
   found.state = take("STATE");
-  const std::string memory = take("MEMORY");
-  const char* const end = memory.data() + memory.size();
-  const auto number = std::from_chars(memory.data(), end, found.memory);
-  if (!memory.empty() && (number.ec != std::errc() || number.ptr != end || found.memory == 0)) {
-    reject("MEMORY", memory, "not a number of bytes");
+  const bool drawn = choose("SCREEN", take("SCREEN"), {"drawn", "none"}) == "drawn";
+  const std::string size = take("SIZE");
+  if (!size.empty() &&
+      (!parseSize(size, found.width, found.height) || std::max(found.width, found.height) > 8192)) {
+    reject("SIZE", size, "not WIDTHxHEIGHT, each from 1 to 8192");
   }
-  const std::string list = take("FAIL");
-  std::istringstream faults(list.empty() ? "" : list + ",");  // getline drops what follows the last
-  for (std::string text; std::getline(faults, text, ',');) {
-    found.faults.push_back(parseFault(text, found));
+  const std::string memory = take("MEMORY");
+  if (!memory.empty() && !parseNumber(memory, found.memory)) {
+    reject("MEMORY", memory, "not a number of bytes");
   }
   if (!variables.empty()) {
     reject(variables.begin()->first, variables.begin()->second, "there is no such setting");
   }
+  found.state = !drawn || !PLANESHOW_SIM_DRAWS ? "" : makeFolder(found.state);
   return found;
-}
-
-// Before main, so that a bad setting is seen whatever the run does.
-[[gnu::constructor]] void checkSettings() {
-  if (settings().log == kIon || settings().log == kGe2d) {
-    reject("LOG", settings().log, "a simulated device");
-  }
-  const int error = logging() ? appendToLog("", O_CREAT) : 0;
-  if (error != 0) {
-    reject("LOG", settings().log, strerrordesc_np(-error));
-  }
 }
 
 }  // namespace
 
-Settings& settings() {
-  static Settings& settings = *new Settings(readSettings());  // used until the last exit handler
+const Settings& settings() {
+  static const Settings settings = readSettings();
   return settings;
 }
 
-const Fault* nextFault(const std::string& request) {
-  const Fault* met = nullptr;
-  for (Fault& fault : settings().faults) {
-    if (fault.request == request && ++fault.seen >= fault.first &&
-        (fault.seen == fault.first || fault.andFollowing) && met == nullptr) {
-      met = &fault;
-    }
-  }
-  return met;
+void reject(const std::string& name, const std::string& value, const std::string& why) {
+  complain(kPrefix + name + "=" + value + ": " + why);
+  std::exit(2);
 }
 
 }  // namespace sim

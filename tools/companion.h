@@ -10,10 +10,11 @@
 #include <string_view>
 #include <system_error>
 
+#include "src/app/version.h"
 #include "src/common/standard_descriptors.h"
 
-// How the programs of this folder start and what they say. What ends one early is thrown, as the
-// line that it prints.
+// How the programs of this folder, and the simulated devices, say what went wrong. What ends one
+// early is thrown, as the line that it prints.
 
 inline void complain(const std::string& what) {
   std::fprintf(stderr, PROGRAM ": %s\n", what.c_str());
@@ -26,14 +27,18 @@ inline void require(bool done, const std::string& path) {
   }
 }
 
+// Reads a number of 1 or more that is all of the text.
+template <typename Number>
+bool parseNumber(std::string_view text, Number& number) {
+  const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  return error == std::errc() && stop == text.data() + text.size() && number > 0;
+}
+
 // Reads "640x480", both 1 or more.
 inline bool parseSize(std::string_view text, std::int32_t& width, std::int32_t& height) {
-  width = 0;
-  height = 0;
-  const char* const end = text.data() + text.size();
-  const char* const by = std::from_chars(text.data(), end, width).ptr;
-  return by < end && *by == 'x' && std::from_chars(by + 1, end, height).ptr == end && width > 0 &&
-         height > 0;
+  const std::size_t by = text.find('x');
+  return by != std::string_view::npos && parseNumber(text.substr(0, by), width) &&
+         parseNumber(text.substr(by + 1), height);
 }
 
 // Runs the program, if its arguments are as the usage line has them, or says what it is. Returns

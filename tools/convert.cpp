@@ -2,6 +2,7 @@
 
 #include <png.h>
 
+#include <cstring>
 #include <utility>
 
 #include "tools/output.h"
@@ -25,24 +26,38 @@ struct Picture {
   std::unique_ptr<Pixel[]> pixels;
 };
 
+// libpng's own error and warning handlers get the path as their pointer. A damaged file is never
+// converted in silence: what libpng lets pass, it says.
+[[noreturn]] void fail(png_structp png, png_const_charp why) {
+  throw std::runtime_error(*static_cast<const std::string*>(png_get_error_ptr(png)) + ": " + why);
+}
+
+void warn(png_structp png, png_const_charp what) {
+  complain(*static_cast<const std::string*>(png_get_error_ptr(png)) + ": " + what);
+}
+
+void readBytes(png_structp png, png_bytep bytes, std::size_t size) {
+  auto* const file = static_cast<std::FILE*>(png_get_io_ptr(png));
+  if (std::fread(bytes, 1, size, file) != size) {
+    png_error(png, std::ferror(file) != 0  ? std::strerror(errno)
+                   : std::ftell(file) == 0 ? "the file is empty"
+                                           : "the file ends too early");
+  }
+}
+
 // Gives the picture's own values: libpng's simplified interface would change them by the picture's
 // gamma, and mixes the rows up where 16-bit values are interlaced.
 Picture readPicture(const std::string& path) {
-  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rb"),
-                                                             std::fclose);
+  const File file(std::fopen(path.c_str(), "rb"), std::fclose);
   require(file != nullptr, path);
-  png_structp png = png_create_read_struct(
-      PNG_LIBPNG_VER_STRING, const_cast<std::string*>(&path),
-      [](png_structp failed, png_const_charp message) {
-        const auto& name = *static_cast<const std::string*>(png_get_error_ptr(failed));
-        throw std::runtime_error(name + ": " + message);
-      },
-      [](png_structp, png_const_charp /*warning*/) {});
+  png_structp png =
+      png_create_read_struct(PNG_LIBPNG_VER_STRING, const_cast<std::string*>(&path), fail, warn);
   png_infop info = png_create_info_struct(png);
-  const std::shared_ptr<void> freed(nullptr,
-                                    [&](void*) { png_destroy_read_struct(&png, &info, nullptr); });
+  const Guard freed([&] { png_destroy_read_struct(&png, &info, nullptr); });
   require(info != nullptr, path);
-  png_init_io(png, file.get());
+  png_set_read_fn(png, file.get(), readBytes);
+  // Without this, a damaged chunk that libpng can do without is left out.
+  png_set_crc_action(png, PNG_CRC_ERROR_QUIT, PNG_CRC_ERROR_QUIT);
   png_read_info(png, info);
   const std::uint32_t width = png_get_image_width(png, info);
   const std::uint32_t height = png_get_image_height(png, info);
@@ -54,12 +69,12 @@ Picture readPicture(const std::string& path) {
   png_set_gray_to_rgb(png);
   png_set_add_alpha(png, 255, PNG_FILLER_AFTER);
   const int passes = png_set_interlace_handling(png);
-  Progress progress{PROGRAM, "reading", std::uint64_t{height} * static_cast<unsigned>(passes)};
   // Uninitialised: a header that promises more than the file has costs no memory.
   std::unique_ptr<Pixel[]> pixels(new Pixel[std::size_t{width} * height]);
-  for (std::uint64_t row = 0; row < progress.whole; ++row) {
-    png_read_row(png, reinterpret_cast<png_bytep>(&pixels[row % height * width]), nullptr);
-    progress.at(row);
+  for (int pass = 0; pass < passes; ++pass) {
+    for (std::uint32_t row = 0; row < height; ++row) {
+      png_read_row(png, reinterpret_cast<png_bytep>(&pixels[std::size_t{row} * width]), nullptr);
+    }
   }
   png_read_end(png, nullptr);
   return {width, height, std::move(pixels)};
@@ -67,12 +82,20 @@ Picture readPicture(const std::string& path) {
 
 int run(int /*argc*/, char** argv) {
   const PixelFormat& format = formatNamed(argv[2]);
+  struct stat source = {};
+  struct stat target = {};
+  if (stat(argv[1], &source) == 0 && stat(argv[3], &target) == 0 && sameFile(source, target)) {
+    throw std::runtime_error(std::string(argv[3]) + ": is the picture itself");
+  }
   const Picture picture = readPicture(argv[1]);
-  writeRawFile(argv[3], format, picture.width, picture.height, [&](std::int64_t x, std::int64_t y) {
+  const auto pixelAt = [&](std::int64_t x, std::int64_t y) {
     return picture.pixels[static_cast<std::size_t>(y * picture.width + x)];
-  });
-  std::printf("planeshow -i %s -f %s -w %u -h %u\n", quoted(argv[3]).c_str(), format.name,
-              picture.width, picture.height);
+  };
+  // What isn't in a file can't be shown by a command, which might end up among the pixels.
+  if (writeRawFile(argv[3], format, picture.width, picture.height, pixelAt)) {
+    std::printf("planeshow -i %s -f %s -w %u -h %u\n", quoted(argv[3]).c_str(), format.name,
+                picture.width, picture.height);
+  }
   return 0;
 }
 

@@ -3,29 +3,32 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <array>
+#include <algorithm>
+#include <chrono>
+#include <functional>
 #include <memory>
 
 #include "tools/companion.h"
+#include "tools/guard.h"
 #include "tools/pixel_format.h"
-#include "tools/progress.h"
 
-// Makes a file that appears whole or not at all, and replaces a link instead of writing through it.
-// Devices and pipes are written to as they are.
-template <typename Fill>
-void writeFile(const std::string& path, const Fill& fill) {
-  static std::string unfinished;  // no end of the program leaves it behind
-  struct stat there = {};
-  const bool replaces = lstat(path.c_str(), &there) != 0 || S_ISREG(there.st_mode) ||
-                        (S_ISLNK(there.st_mode) && path.rfind("/dev/", 0) != 0);
-  const auto now = std::chrono::steady_clock::now().time_since_epoch().count();
-  const std::string folder = path.substr(0, path.rfind('/') + 1);
-  unfinished = replaces ? folder + "unfinished." + std::to_string(now) : "";
-  std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(
-      replaces ? std::fopen(unfinished.c_str(), "wbx") : std::fopen(path.c_str(), "wb"),
-      std::fclose);
+using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
+using Fill = std::function<void(std::FILE*)>;
+
+inline std::string folderOf(const std::string& path) { return path.substr(0, path.rfind('/') + 1); }
+
+// Fills the file and closes it, or throws why it couldn't, with the path.
+inline void fillFile(File file, const std::string& path, const Fill& fill) {
   require(file != nullptr, path);
-  const std::unique_ptr<const char, int (*)(const char*)> removed(unfinished.c_str(), unlink);
+  fill(file.get());
+  require(std::fclose(file.release()) == 0, path);
+}
+
+// Replaces a file atomically and keeps its permissions; a link is replaced, not followed.
+inline void replaceFile(const std::string& path, const Fill& fill) {
+  static std::string unfinished;  // for the signals' handler
+  const auto now = std::chrono::steady_clock::now().time_since_epoch().count();
+  unfinished = folderOf(path) + "unfinished." + std::to_string(now);
   for (const int ending : {SIGHUP, SIGINT, SIGTERM}) {
     if (std::signal(ending, SIG_IGN) != SIG_IGN) {
       std::signal(ending, [](int number) {
@@ -34,9 +37,40 @@ void writeFile(const std::string& path, const Fill& fill) {
       });
     }
   }
-  fill(file.get());
-  require(std::fclose(file.release()) == 0, path);
-  require(!replaces || std::rename(unfinished.c_str(), path.c_str()) == 0, path);
+  const Guard removed([] { unlink(unfinished.c_str()); });  // by then renamed if all went well
+  File file(std::fopen(unfinished.c_str(), "wbx"), std::fclose);
+  struct stat there = {};
+  if (file != nullptr && stat(path.c_str(), &there) == 0) {
+    fchmod(fileno(file.get()), there.st_mode & 07777);
+  }
+  fillFile(std::move(file), path, fill);
+  require(std::rename(unfinished.c_str(), path.c_str()) == 0, path);
+}
+
+inline bool sameFile(const struct stat& one, const struct stat& other) {
+  return one.st_dev == other.st_dev && one.st_ino == other.st_ino;
+}
+
+// Whether standard input, output or error is this file: then its name may be /dev/stdout, and to
+// replace that would be a disaster.
+inline bool isStandard(const struct stat& file) {
+  struct stat standard[3] = {};
+  return std::any_of(standard, standard + 3, [&](struct stat& open) {
+    return fstat(static_cast<int>(&open - standard), &open) == 0 && sameFile(file, open);
+  });
+}
+
+// Replaces a regular file, or a link to one, or makes it. Anything else is written to as it is: a
+// device, a pipe, or what standard output is. Returns whether there is now a file of that name.
+inline bool writeFile(const std::string& path, const Fill& fill) {
+  struct stat there = {};
+  const bool exists = stat(path.c_str(), &there) == 0;
+  if (exists && (!S_ISREG(there.st_mode) || isStandard(there))) {
+    fillFile(File(std::fopen(path.c_str(), "wb"), std::fclose), path, fill);
+    return false;
+  }
+  replaceFile(path, fill);
+  return true;
 }
 
 // planeshow takes lengths that 32 bits hold.
@@ -44,25 +78,18 @@ inline bool fitsRawFile(const PixelFormat& format, std::int64_t width, std::int6
   return static_cast<std::uint64_t>(width * height) <= UINT32_MAX / format.bytes;
 }
 
-// Writes the pixels that pixelAt(x, y) gives, row by row and without a header.
+// Writes the pixels that pixelAt(x, y) gives, row by row and without a header. Returns whether
+// there is now a file of that name.
 template <typename PixelAt>
-void writeRawFile(const std::string& path, const PixelFormat& format, std::int64_t width,
+bool writeRawFile(const std::string& path, const PixelFormat& format, std::int64_t width,
                   std::int64_t height, const PixelAt& pixelAt) {
-  Progress progress{PROGRAM, "writing", static_cast<std::uint64_t>(width * height)};
-  std::array<std::uint8_t, 65536> piece = {};
-  std::size_t filled = 0;
-  writeFile(path, [&](std::FILE* file) {
+  return writeFile(path, [&](std::FILE* file) {
+    std::uint8_t pixel[4] = {};
     for (std::int64_t y = 0; y < height; ++y) {
       for (std::int64_t x = 0; x < width; ++x) {
-        if (filled > piece.size() - format.bytes) {
-          require(std::fwrite(piece.data(), filled, 1, file) == 1, path);
-          filled = 0;
-          progress.at(static_cast<std::uint64_t>(y * width + x));
-        }
-        encode(pixelAt(x, y), format, &piece[filled]);
-        filled += format.bytes;
+        encode(pixelAt(x, y), format, pixel);
+        require(std::fwrite(pixel, format.bytes, 1, file) == 1, path);
       }
     }
-    require(std::fwrite(piece.data(), filled, 1, file) == 1, path);
   });
 }

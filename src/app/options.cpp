@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "app/formats.h"
+#include "app/version.h"
 
 // The parser's own conversion lets some numbers wrap (5000000000 became 705032704) and recurses
 // once per digit. Declared before the header, this specialisation is what its int and list options

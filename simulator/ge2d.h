@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <string>
 
 namespace sim {
 
@@ -19,11 +18,16 @@ static_assert(sizeof(Layer) == 80);
 
 constexpr unsigned kChannels = 2;
 
-// A file of the display driver's state between processes. Of each channel "layer" is the last layer
-// it accepted, the record followed by the bytes of its buffer, and "hidden", an empty file, is
-// there while the channel is blanked. Beside them "fastlogo" has the mode, 0 or 1.
-inline std::string channelFile(const std::string& folder, unsigned channel, const char* what) {
-  return folder + "/channel" + std::to_string(channel) + "." + what;
-}
+// What the process did to one channel.
+struct Channel {
+  bool touched = false;  // a layer or a blank was taken
+  bool shown = false;
+  Layer layer = {};                      // the last one
+  const unsigned char* bytes = nullptr;  // of its buffer, mapped until the process ends
+  std::size_t length = 0;
+};
+
+// A channel of the simulated display, 0 or 1.
+Channel& channel(unsigned number);
 
 }  // namespace sim

@@ -1,0 +1,143 @@
+// The system calls of the tool. The linker's --wrap sends each call of such a name here, where
+// __real_ is the system's own. Those that the simulated devices make go straight on to it.
+
+#include <fcntl.h>
+#include <sys/ioctl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cstdlib>
+#include <mutex>
+
+#include "simulator/devices.h"
+#include "simulator/faults.h"
+#include "simulator/log.h"
+#include "simulator/screen.h"
+#include "simulator/settings.h"
+
+extern "C" {
+int __real_main(int argc, char** argv);
+decltype(open) __real_open, __real_open64, __real___open_2;
+decltype(stat) __real_stat;
+decltype(stat64) __real_stat64;
+decltype(mmap) __real_mmap;
+decltype(mmap64) __real_mmap64;
+decltype(munmap) __real_munmap;
+decltype(dup) __real_dup;
+decltype(close) __real_close;
+decltype(ioctl) __real_ioctl;
+}
+
+namespace {
+
+std::atomic<bool> toolRuns{false};
+thread_local bool inDevices = false;
+
+// Lets the devices work on one of the tool's calls, from any thread. The result is the kernel's.
+// errno stays as it was if there is none.
+template <typename Work>
+int answer(const Work& work) {
+  static std::mutex oneAtATime;
+  const int before = errno;
+  const std::lock_guard<std::mutex> lock(oneAtATime);
+  inDevices = true;
+  const int result = work();
+  inDevices = false;
+  errno = result < 0 ? -result : before;
+  return result < 0 ? -1 : result;
+}
+
+// Makes one of the tool's calls, which returns -1 and sets errno if it fails, or lets it fail as it
+// was told to. Calls of others are just made.
+template <typename Call>
+int perform(const char* name, const std::string& arguments, const Call& call) {
+  if (!toolRuns || inDevices) {
+    return call();
+  }
+  return answer([&] {
+    const sim::Fault* const fault = sim::nextFault(name);
+    int result = fault != nullptr ? -fault->error : call();
+    result = fault == nullptr && result == -1 ? -errno : result;
+    sim::logLine(name + (" " + arguments) + sim::resultText(result));
+    return result;
+  });
+}
+
+template <typename Real>
+int performOpen(const char* path, int flags, const Real& real) {
+  const char* const access[] = {" O_RDONLY", " O_WRONLY", " O_RDWR", " O_ACCMODE"};
+  const int others = flags & ~(O_ACCMODE | O_CLOEXEC);
+  const std::string text = path + std::string(access[flags & O_ACCMODE]) +
+                           ((flags & O_CLOEXEC) != 0 ? "|O_CLOEXEC" : "") +
+                           (others != 0 ? "|" + std::to_string(others) : "");
+  return perform("open", text, [&] {
+    return sim::isDevice(path) ? sim::openDevice(path, (flags & O_CLOEXEC) != 0) : real();
+  });
+}
+
+template <typename Real>
+void* performMap(std::size_t size, int protection, int flags, int fd, const Real& real) {
+  const std::string text = std::to_string(fd) + ": " + std::to_string(size) + " bytes " +
+                           ((protection & PROT_READ) != 0 ? "r" : "-") +
+                           ((protection & PROT_WRITE) != 0 ? "w" : "-") +
+                           ((flags & MAP_SHARED) != 0 ? " shared" : "");
+  void* mapped = MAP_FAILED;
+  perform("mmap", text, [&] {
+    mapped = real();
+    return mapped == MAP_FAILED ? -1 : 0;
+  });
+  return mapped;
+}
+
+}  // namespace
+
+// Everything is set up before the tool's main begins. An exit handler that is registered by then
+// runs after all of the tool's, which close the devices.
+extern "C" int __wrap_main(int argc, char** argv) {
+  sim::readFaults();
+  sim::startLog();
+  std::atexit([] {
+    toolRuns = false;
+    if constexpr (PLANESHOW_SIM_DRAWS) {
+      sim::drawScreen();
+    }
+  });
+  toolRuns = true;
+  return __real_main(argc, argv);
+}
+
+#define SIM_WRAP(Result, name, parameters, arguments, performer, ...)       \
+  extern "C" Result __wrap_##name parameters {                              \
+    return performer(__VA_ARGS__, [&] { return __real_##name arguments; }); \
+  }
+// Without a mode, there is something else in its place, which the kernel doesn't look at.
+#define SIM_OPEN(name)                                                                 \
+  SIM_WRAP(int, name, (const char* path, int flags, mode_t mode), (path, flags, mode), \
+           performOpen, path, flags)
+#define SIM_STAT(name, Status) \
+  SIM_WRAP(int, name, (const char* path, Status* status), (path, status), perform, "stat", path)
+#define SIM_MMAP(name, Offset)                                                           \
+  SIM_WRAP(void*, name,                                                                  \
+           (void* at, std::size_t size, int protection, int flags, int fd, Offset from), \
+           (at, size, protection, flags, fd, from), performMap, size, protection, flags, fd)
+SIM_OPEN(open)
+SIM_OPEN(open64)
+SIM_OPEN(__open_2)  // as a fortified build calls it without a mode
+SIM_STAT(stat, struct stat)
+SIM_STAT(stat64, struct stat64)
+SIM_MMAP(mmap, off_t)
+SIM_MMAP(mmap64, off64_t)
+SIM_WRAP(int, munmap, (void* at, std::size_t size), (at, size), perform, "munmap",
+         std::to_string(size) + " bytes")
+SIM_WRAP(int, dup, (int fd), (fd), perform, "dup", std::to_string(fd))
+SIM_WRAP(int, close, (int fd), (fd), perform, "close", std::to_string(fd))
+
+extern "C" int __wrap_ioctl(int fd, unsigned long code, void* record) {
+  if (!toolRuns || inDevices) {
+    return __real_ioctl(fd, code, record);
+  }
+  return answer([&] { return sim::answerRequest(fd, static_cast<std::uint32_t>(code), record); });
+}
