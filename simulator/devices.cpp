@@ -43,11 +43,11 @@ int makeFile(const std::string& name, std::uint64_t backed, bool closeOnExec) {
 }
 
 const Request* findRequest(const std::function<bool(const Request&)>& condition) {
-  static const std::vector<Request> requests = [] {
-    std::vector<Request> all = ionRequests();
+  static const std::vector<Request>& requests = [] {
+    auto& all = *new std::vector<Request>(ionRequests());
     const std::vector<Request> others = ge2dRequests();
     all.insert(all.end(), others.begin(), others.end());
-    return all;
+    return std::ref(all);
   }();
   const auto found = std::find_if(requests.begin(), requests.end(), condition);
   return found == requests.end() ? nullptr : &*found;

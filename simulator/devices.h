@@ -5,7 +5,8 @@
 #include <string>
 #include <vector>
 
-// What the simulated drivers share. Results are the kernel's: 0 or more, or a negated errno.
+// What the simulated drivers share. Results are the kernel's: 0 or more, or a negated errno. What
+// they keep is made with new and never destroyed: the tool's last exit handlers may use it.
 namespace sim {
 
 // A simulated descriptor is a memory file, and its name says what it stands for: "/dev/ion",

@@ -13,7 +13,7 @@ namespace sim {
 namespace {
 
 std::vector<Fault>& faults() {
-  static std::vector<Fault> faults;
+  static auto& faults = *new std::vector<Fault>;
   return faults;
 }
 

@@ -84,7 +84,7 @@ class Display {
 };
 
 Display& display() {
-  static Display display;
+  static auto& display = *new Display;
   return display;
 }
 

@@ -109,7 +109,7 @@ Settings readSettings() {
 }  // namespace
 
 const Settings& settings() {
-  static const Settings settings = readSettings();
+  static const auto& settings = *new Settings(readSettings());
   return settings;
 }
 

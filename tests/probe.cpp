@@ -5,14 +5,18 @@
 #include <sys/mman.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <iostream>
 #include <map>
+#include <mutex>
 #include <new>
+#include <set>
 #include <sstream>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <vector>
 
 #include "app/options.h"
@@ -105,10 +109,26 @@ int request(const Call& call) {
   return ioctl(call.a(), call.b(), words.data()) < 0 ? -errno : 0;
 }
 
-// A mapping: descriptor, length, protection, flags and offset.
-int map(const Call& call) {
-  const std::vector<int> is(call.numbers.begin(), call.numbers.end());
-  return mmap(nullptr, call.b(), is[2], is[3], is[0], is[4]) == MAP_FAILED ? -errno : 0;
+// Allocates a hundred handles in each of eight threads; returns how many different ones there are.
+int threads(const Call& /*call*/) {
+  std::mutex oneAtATime;
+  std::set<int> handles;
+  const auto allocate = [&] {
+    for (int i = 0; i < 100; ++i) {
+      int handle = 0;
+      ion_alloc(ionFd, 9, 4096, 2, 0, &handle);
+      const std::lock_guard<std::mutex> lock(oneAtATime);
+      handles.insert(handle);
+    }
+  };
+  std::vector<std::thread> running;
+  for (int i = 0; i < 8; ++i) {
+    running.emplace_back(allocate);
+  }
+  for (std::thread& thread : running) {
+    thread.join();
+  }
+  return static_cast<int>(handles.size());
 }
 
 int parseNothing(const Call& /*call*/) {
@@ -129,12 +149,12 @@ const std::map<std::string, int (*)(const Call&)> operations = {
     {"fastlogo", [](const Call& c) { return fastlogoCtrl(c.a()); }},
     {"image", image},
     {"load", [](const Call& c) { return Image::loadToBuffer(c.a(), c.b(), "bytes"); }},
-    {"map", map},
     {"open", openIon},
     {"parse_nothing", parseNothing},
     {"request", request},
     {"share", [](const Call& c) { return ion_share(ionFd, c.a(), Out(c).where); }},
     {"submit", submit},
+    {"threads", threads},
 };
 
 void perform(const Call& call) {
@@ -151,6 +171,7 @@ int atExit(const Call& call) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);  // as in a run: a line that can't be written fails
   for (int i = 1; i < argc; ++i) {
     perform(Call(argv[i]));
   }

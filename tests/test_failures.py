@@ -2,70 +2,70 @@
 
 import re
 
-from conftest import table
+from conftest import NO_BUFFER, NOT_READ, PROBED, table
 
-EIO = "failed with code -1: Input/output error"
-PROBED = "ioctl c0044901 failed with code -1: Inappropriate ioctl for device"
-LEGACY = "ioctl c0044901 failed with code -1: Invalid argument"
-NO_BUFFER = "main: initImageBuffer error, exit!"
-NOT_READ = ["initImageBuffer: read image file return error!", NO_BUFFER]
-NOT_COPIED = [
-    "loadToBuffer: mmap failed: Input/output error", "initImageBuffer: failed load image data to buffer!", NO_BUFFER]
-NOT_MAPPED = "initWithSize: mmap failed: Input/output error"
-NO_FASTLOGO = "fastlogoCtrl: ioctl FBIO_SET_FASTLOGOMODE error"
-LAYER = " dma_buf fd: 6"
-NOT_SHOWN = ["submitLayer: ioctl FBIOPUT_PLANEINFO error", "main: submit osd layer error!"]
+EIO = "failed with code -1: Input/output error\n\n"
+LEGACY = "ioctl c0044901 failed with code -1: Invalid argument\n\n"
+NOT_COPIED = ("loadToBuffer: mmap failed: Input/output error\n"
+              "initImageBuffer: failed load image data to buffer!\n") + NO_BUFFER
+NOT_MAPPED = "initWithSize: mmap failed: Input/output error\n"
+NO_FASTLOGO = "fastlogoCtrl: ioctl FBIO_SET_FASTLOGOMODE error\n"
+LAYER = " dma_buf fd: 6\n"
+NOT_SHOWN = "submitLayer: ioctl FBIOPUT_PLANEINFO error\nmain: submit osd layer error!\n"
 
 
 def not_allocated(result):
-    return [f"initWithSize: ion alloacte faile, ret={result}", NO_BUFFER]
+    return f"initWithSize: ion alloacte faile, ret={result}\n{NO_BUFFER}"
 
 
-# FAULT=n fails the n-th call of a run, FAULT=n+ all from there on; SIM_FAIL tells a driver its answer. Of the
-# layer only the descriptor tells runs apart.
-@table("fault, lines", {
-    "stat": ("FAULT=1", ["initFromFile: Image: can not find the image file: image.raw", *NOT_READ]),
-    "open image": ("FAULT=2", ["initFromFile: Could not open 'image.raw', Input/output error(5)", *NOT_READ]),
-    "map image": ("FAULT=3", ["initFromFile: mmap failed: Input/output error", *NOT_READ]),
-    "open allocator": ("FAULT=4", [
-        "open /dev/ion failed: Input/output error", "iondev: ion_open() failed, Input/output error",
-        "ioctl c0044901 failed with code -1: Bad file descriptor",
-        "ioctl c0144900 failed with code -1: Bad file descriptor", *not_allocated(-9)]),
-    "probe: every error but one means legacy": ("FAULT=5", [
-        f"ioctl c0044901 {EIO}", "ioctl c0144900 failed with code -1: Inappropriate ioctl for device",
-        *not_allocated(-25)]),
-    "allocate": ("FAULT=6", [PROBED, f"ioctl c0184900 {EIO}", *not_allocated(-5)]),
-    "allocate, but no descriptor": ("SIM_FAIL=alloc:nofd", [PROBED, *not_allocated(0)]),
-    "map buffer for good": ("FAULT=7", [PROBED, NOT_MAPPED, LAYER]),
-    "map buffer at all": ("FAULT=7+", [PROBED, NOT_MAPPED, *NOT_COPIED]),
-    "map buffer for the copy": ("FAULT=8", [PROBED, *NOT_COPIED]),
-    "open display": ("FAULT=9", [
-        PROBED, "svpdev: Open '/dev/ge2d' failed, Input/output error", NO_FASTLOGO, " dma_buf fd: 3", *NOT_SHOWN]),
-    "fast-logo mode": ("FAULT=10", [PROBED, NO_FASTLOGO, LAYER]),
-    "duplicate": ("FAULT=11", [PROBED, " dma_buf fd: -1", *NOT_SHOWN]),
-    "layer": ("FAULT=12", [PROBED, LAYER, *NOT_SHOWN]),
+# The fault, a list of those that PLANESHOW_SIM_FAIL takes, and what is printed. Of the layer only the descriptor
+# tells runs apart. The third column is for a legacy kernel.
+@table("ion, fault, printed", {
+    "stat": ("modern", "stat:EIO", "initFromFile: Image: can not find the image file: image.raw\n" + NOT_READ),
+    "open the image": ("modern", "open:EIO:1", "initFromFile: Could not open 'image.raw', Input/output error(5)\n" + NOT_READ),
+    "map the image": ("modern", "mmap:EIO:1", "initFromFile: mmap failed: Input/output error\n" + NOT_READ),
+    "open the allocator": ("modern", "open:EIO:2", (
+        "open /dev/ion failed: Input/output error\n\niondev: ion_open() failed, Input/output error\n"
+        "ioctl c0044901 failed with code -1: Bad file descriptor\n\n"
+        "ioctl {legacy alloc} failed with code -1: Bad file descriptor\n\n") + not_allocated(-9)),
+    "probe: every error but one means legacy": ("modern", "free:EIO", (
+        f"ioctl c0044901 {EIO}ioctl {{legacy alloc}} failed with code -1: Inappropriate ioctl for device\n\n")
+        + not_allocated(-25)),
+    "allocate": ("modern", "alloc:EIO", f"{PROBED}ioctl c0184900 {EIO}" + not_allocated(-5)),
+    "allocate, but no descriptor": ("modern", "alloc:nofd", PROBED + not_allocated(0)),
+    "map the buffer for good": ("modern", "mmap:EIO:2", PROBED + NOT_MAPPED + LAYER),
+    "map the buffer at all": ("modern", "mmap:EIO:2+", PROBED + NOT_MAPPED + NOT_COPIED),
+    "map the buffer for the copy": ("modern", "mmap:EIO:3", PROBED + NOT_COPIED),
+    "open the display": ("modern", "open:EIO:3", (
+        f"{PROBED}svpdev: Open '/dev/ge2d' failed, Input/output error\n{NO_FASTLOGO} dma_buf fd: 3\n{NOT_SHOWN}")),
+    "fast-logo mode": ("modern", "fastlogo:EIO", PROBED + NO_FASTLOGO + LAYER),
+    "duplicate": ("modern", "dup:EIO", f"{PROBED} dma_buf fd: -1\n{NOT_SHOWN}"),
+    "layer": ("modern", "put:EIO", PROBED + LAYER + NOT_SHOWN),
     "positive is a failure for the display only": (
-        "SIM_FAIL=alloc:7,fastlogo:5,put:1", [PROBED, NO_FASTLOGO, LAYER, *NOT_SHOWN]),
-    "legacy probe": ("SIM_ION=legacy FAULT=5", [f"ioctl c0044901 {EIO}", LAYER]),
-    "legacy allocate": ("SIM_ION=legacy FAULT=6", [LEGACY, f"ioctl c0144900 {EIO}", *not_allocated(-5)]),
-    "share": ("SIM_ION=legacy FAULT=7", [LEGACY, f"ioctl c0084904 {EIO}", *not_allocated(-5)]),
-    "share, but no descriptor": (
-        "SIM_ION=legacy SIM_FAIL=share:nofd", [LEGACY, "share ioctl returned negative fd", *not_allocated(-22)]),
-    "share and free": ("SIM_ION=legacy SIM_FAIL=share:EMFILE,free:EIO:2", [
-        LEGACY, "ioctl c0084904 failed with code -1: Too many open files", f"ioctl c0044901 {EIO}",
-        *not_allocated(-24)]),
-    "free": ("SIM_ION=legacy FAULT=8", [LEGACY, f"ioctl c0044901 {EIO}", LAYER])})
-def test_display_run(run, fault, lines):
-    ran = run(f"{fault} planeshow -i image.raw", status=1 if NO_BUFFER in lines else 0)
-    assert re.findall(r"^(?!Panel|osd|  ).+$", ran.out, re.M) == lines
-    for opened, closed in (("^open .* = [0-9]", "^close . /dev"), (" {fd=[0-9]", "^close . buffer")):
-        assert len(re.findall(opened, ran.log, re.M)) == len(re.findall(closed, ran.log, re.M))
+        "modern", "alloc:7,fastlogo:5,put:1", PROBED + NO_FASTLOGO + LAYER + NOT_SHOWN),
+    "what nobody looks at": ("modern", "munmap:EIO,close:EIO", PROBED + LAYER),
+    "legacy: probe": ("legacy", "free:EIO:1", f"ioctl c0044901 {EIO}{LAYER}"),
+    "legacy: allocate": ("legacy", "alloc:EIO", f"{LEGACY}ioctl {{legacy alloc}} {EIO}" + not_allocated(-5)),
+    "legacy: share": ("legacy", "share:EIO", f"{LEGACY}ioctl c0084904 {EIO}" + not_allocated(-5)),
+    "legacy: share, but no descriptor": (
+        "legacy", "share:nofd", f"{LEGACY}share ioctl returned negative fd\n\n" + not_allocated(-22)),
+    "legacy: share and free": ("legacy", "share:EMFILE,free:EIO:2", (
+        f"{LEGACY}ioctl c0084904 failed with code -1: Too many open files\n\nioctl c0044901 {EIO}") + not_allocated(-24)),
+    "legacy: free": ("legacy", "free:EIO:2", f"{LEGACY}ioctl c0044901 {EIO}{LAYER}")})
+def test_display_run(run, build, ion, fault, printed):
+    ran = run(f"SIM_ION={ion} SIM_FAIL={fault} planeshow-sim -i image.raw", status=1 if NO_BUFFER in printed else 0)
+    layer = r"\nPanel info[^\0]*?(?= dma_buf)|^osd channel.*\n"
+    assert re.sub(layer, "", ran.out, flags=re.M) == printed.replace("{legacy alloc}", build.legacy_alloc)
+    log = "\n".join(ran.log)
+    opened = re.findall(r"^open .* = (\d+)$|\{fd=(\d+)\}$", log, re.M)  # the duplicate is left to the end
+    assert sorted(map("".join, opened)) == sorted(re.findall(r"^close (\d+)", log, re.M))
 
 
-@table("command, answer", {
-    "a failure": ("SIM_FAIL=present:EIO planeshow --blank -t 0", "present {channel=0 enable=0} = -1 EIO"),
-    "a positive result": ("SIM_FAIL=present:3 planeshow --blank", "present {channel=1 enable=0} = 3"),
-    "a channel that is the driver's say": ("planeshow --blank -t -1", "{channel=4294967295 enable=0} = -1 EINVAL")})
-def test_blank(run, command, answer):
-    ran = run(command, log=f"open; {answer}")
+@table("fault, arguments, answer", {
+    "a failure": ("present:EIO", "-t 0", "present {channel=0 enable=0} = -1 EIO"),
+    "a positive result": ("present:3", "", "present {channel=1 enable=0} = 3 {}"),
+    "a channel that is up to the driver": ("", "-t -1", "present {channel=4294967295 enable=0} = -1 EINVAL")})
+def test_blank(run, fault, arguments, answer):
+    ran = run(f"SIM_FAIL={fault} planeshow-sim --blank {arguments}")
     assert ran.out == "blankCtrl: ioctl FBIOPRESENT_PLANE error\nmain: blank display!\n"
+    assert ran.log == ["open /dev/ge2d O_RDWR = 3", f"ioctl 3 00004632 {answer}", "close 3 = 0"]

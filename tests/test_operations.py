@@ -1,65 +1,80 @@
 # Single operations, called by the probe program: results and records that a run does not show.
 
-import pathlib
+from conftest import assert_lines, table
 
-import pytest
+ION = "open /dev/ion O_RDONLY|O_CLOEXEC = *"
+GE2D = "open /dev/ge2d O_RDWR = *"
+PROBE = "*free {handle=0} = -1 ENOTTY"
+LEGACY_PROBE = "*free {handle=0} = -1 EINVAL"
+ALLOC = "*alloc {len=9 *} = 0 {fd=*}"
+IMAGE = ["stat image.raw = 0", "open image.raw O_RDONLY = 3"]
 
-from conftest import table
 
-
-# Results: of an allocation with the out-parameter; of a buffer with its record (descriptor, size, tag,
-# mapping) when made, when given memory once more and when destroyed; of a submission with out-parameter and
-# the record's out value. -7 and 99 are untouched. A first open and its result go without saying.
-@table("calls, results, log", {
-    "a null, before the probe": ("probe open alloc=null alloc_fd=null", "alloc = -22 -7; alloc_fd = -22 -7", ""),
-    "a null, after one probe": ("probe open share=null share=null", "share = -22 -7; share = -22 -7", "free * ENOTTY"),
-    "a null on a legacy kernel": ("SIM_ION=legacy probe open share=null", "share = -22 -7", "free * EINVAL"),
+# Results: of open with the errno, of an allocation with the out-parameter, of an image with its bytes, of a buffer
+# with its record (descriptor, size, tag, mapping) when made, when given memory once more and when destroyed, of a
+# submission with out-parameter and the record's out value. -7 and 99 are untouched.
+@table("command, results, log", {
+    "a null, before the probe": (
+        "probe open alloc=null alloc_fd=null", ["open = 3 0", "alloc = -22 -7", "alloc_fd = -22 -7"], [ION]),
+    "a null, after one probe": (
+        "probe open share=null share=null", ["open = 3 0", "share = -22 -7", "share = -22 -7"], [ION, PROBE]),
+    "a null on a legacy kernel": (
+        "SIM_ION=legacy probe open share=null", ["open = 3 0", "share = -22 -7"], [ION, LEGACY_PROBE]),
     "a modern kernel has no handles": (
-        "probe open alloc=9 share=1 alloc_fd=9", "alloc = -22 -7; share = -22 -7; alloc_fd = 0 4",
-        "free * ENOTTY; alloc {len=9 heap_mask=130 flags=5 fd=0 reserved=0} = 0"),
+        "probe open alloc=9 share=1 alloc_fd=9", ["open = 3 0", "alloc = -22 -7", "share = -22 -7", "alloc_fd = 0 4"],
+        [ION, PROBE, "*alloc {len=9 heap_mask=130 flags=5 fd=0 reserved=0} = 0 {fd=4}"]),
     "a legacy kernel has": (
-        "SIM_ION=legacy probe open alloc=9 share=1 alloc_fd=9", "alloc = 0 1; share = 0 4; alloc_fd = 0 5",
-        "free * EINVAL; alloc * = 0; share * = 0; alloc {len=9 align=64 heap_mask=130 flags=5 handle=0} = 0; share; "
-        "free {handle=2} = 0"),
+        "SIM_ION=legacy probe open alloc=9 share=1 alloc_fd=9",
+        ["open = 3 0", "alloc = 0 1", "share = 0 4", "alloc_fd = 0 5"],
+        [ION, LEGACY_PROBE, "*alloc {len=9 align=4096 heap_mask=2 flags=0 handle=0} = 0 {handle=1}",
+         "*share {handle=1 fd=0} = 0 {fd=4}", "*alloc {len=9 align=64 heap_mask=130 flags=5 handle=0} = 0 {handle=2}",
+         "*share {handle=2 fd=0} = 0 {fd=5}", "*free {handle=2} = 0 {}"]),
     "no memory": (
-        "SIM_ION=legacy SIM_FAIL=alloc:ENOMEM probe open alloc=9", "alloc = -12 -7", "free * EINVAL; alloc * ENOMEM"),
+        "SIM_ION=legacy SIM_FAIL=alloc:ENOMEM probe open alloc=9", ["open = 3 0", "alloc = -12 -7"],
+        [ION, LEGACY_PROBE, "*alloc {*} = -1 ENOMEM"]),
     "positive results are handed on": (
-        "SIM_ION=legacy SIM_FAIL=alloc:3,share:5,free:7:2 probe open alloc_fd=9 alloc=9", "alloc_fd = 5 4; alloc = 3 1",
-        "free * EINVAL; alloc * = 3; share * = 5; free * = 7; alloc * = 3"),
-    "an image": ("probe image=image.raw open", "image = 0 '123456789'; open = 3 0", "open"),
-    "no image": ("probe image=none", "image = -22 ''", ""),
-    "an image that can't be opened": ("FAULT=2 probe image=image.raw", "image = -22 ''", ""),
-    "an image that can't be mapped": ("FAULT=3 probe image=image.raw open", "image = -1 ''; open = 3 0", "open"),
-    "no bytes, nowhere to go": ("probe load=0,0 load=-1,9", "load = -1; load = -1", ""),
-    "a buffer": ("probe buffer=7,9 open", "buffer = 0 4 9 7 mapped, then 5 9 8 mapped, then -1 0 0 mapped; open = 5 0",
-                 "open; free * ENOTTY; alloc * = 0; alloc * = 0; open"),
+        "SIM_ION=legacy SIM_FAIL=alloc:3,share:5,free:7:2 probe open alloc_fd=9 alloc=9",
+        ["open = 3 0", "alloc_fd = 5 4", "alloc = 3 1"],
+        [ION, LEGACY_PROBE, "*alloc {*} = 3 *", "*share {*} = 5 *", "*free {*} = 7 *", "*alloc {*} = 3 *"]),
+    "an image": (
+        "probe image=image.raw", ["image = 0 '123456789'"],
+        [*IMAGE, "mmap 3: 9 bytes r- shared = 0", "close 3 = 0", "munmap 9 bytes = 0"]),
+    "no image, nothing to release": ("probe image=none", ["image = -22 ''"], ["stat none = -1 ENOENT"]),
+    "an image that can't be opened": (
+        "SIM_FAIL=open:EACCES probe image=image.raw", ["image = -22 ''"], [IMAGE[0], "open * = -1 EACCES"]),
+    "an image that can't be mapped is closed": (
+        "SIM_FAIL=mmap:EIO probe image=image.raw", ["image = -1 ''"], [*IMAGE, "mmap * = -1 EIO", "close 3 = 0"]),
+    "no bytes, nowhere to go": (
+        "probe load=0,0 load=-1,9", ["load = -1", "load = -1"], ["mmap * = -1 EINVAL", "mmap * = -1 EBADF"]),
+    "a buffer": (
+        "probe buffer=7,9", ["buffer = 0 4 9 7 mapped, then 5 9 8 mapped, then -1 0 0 mapped"],
+        [ION, PROBE, ALLOC, "mmap * = 0", ALLOC, "mmap * = 0", "close 5 = 0", "close 3 = 0"]),
     "no memory: the record stays": (
-        "SIM_MEMORY=4096 probe buffer=7,9", "buffer = -1 4 9 7 mapped, then 4 9 7 mapped, then -1 0 0 mapped",
-        "open; free * ENOTTY; alloc * = 0; alloc * ENOMEM"),
+        "SIM_MEMORY=4096 probe buffer=7,9", ["buffer = -1 4 9 7 mapped, then 4 9 7 mapped, then -1 0 0 mapped"],
+        [ION, PROBE, ALLOC, "mmap * = 0", "*alloc {*} = -1 ENOMEM", "close 4 = 0", "close 3 = 0"]),
     "no mapping: the descriptor is closed": (
-        "FAULT=6 probe buffer=7,9 open", "buffer = -1 4 9 7 mapped, then 5 9 8 MAP_FAILED, then -1 0 0 MAP_FAILED; "
-        "open = 5 0", "open; free * ENOTTY; alloc * = 0; alloc * = 0; open"),
+        "SIM_FAIL=mmap:EIO:2 probe buffer=7,9",
+        ["buffer = -1 4 9 7 mapped, then 5 9 8 MAP_FAILED, then -1 0 0 MAP_FAILED"],
+        [ION, PROBE, ALLOC, "mmap * = 0", ALLOC, "mmap * = -1 EIO", "close 5 = 0", "close 3 = 0"]),
     "the allocator is opened once": (
-        "SIM_ION=absent probe buffer=7,9", "buffer = -1 -1 0 0 null, then -1 0 0 null, then -1 0 0 null", "* ENOENT"),
-    "the display is opened once": ("SIM_GE2D=absent probe fastlogo=1 blank=1,0 submit=0,0",
-                                   "fastlogo = -1; blank = -1; submit = -1 -1 -1", "open * ENOENT"),
-    "unknown channels": ("probe submit=0,2 submit=0,4294967295", "submit = -1 -7 99; submit = -1 -7 99", ""),
+        "SIM_ION=absent probe buffer=7,9", ["buffer = -1 -1 0 0 null, then -1 0 0 null, then -1 0 0 null"],
+        ["open * = -1 ENOENT", *["ioctl -1 * = -1 EBADF"] * 3]),
+    "the display is opened once": (
+        "SIM_GE2D=absent probe fastlogo=1 blank=1,0 submit=0,0", ["fastlogo = -1", "blank = -1", "submit = -1 -1 -1"],
+        ["open * = -1 ENOENT", *["ioctl -1 * = -1 EBADF"] * 3]),
+    "unknown channels": (
+        "probe submit=0,2 submit=0,4294967295", ["submit = -1 -7 99", "submit = -1 -7 99"], []),
     "the driver's number": (
-        "probe open alloc_fd=9 submit=4,1 submit=-1,0", "alloc_fd = 0 4; submit = 0 1 -1; submit = -1 -1 -1",
-        "free * ENOTTY; alloc * = 0; open; put *out_value=-1} = 0 {out_value=1}; put *out_value=-1} = * EBADF"),
+        "probe open alloc_fd=9 submit=4,1 submit=-1,0",
+        ["open = 3 0", "alloc_fd = 0 4", "submit = 0 1 -1", "submit = -1 -1 -1"],
+        [ION, PROBE, "*alloc *", GE2D, "layer *", "*put {channel=1 *out_value=-1} = 0 {out_value=1}",
+         "*put {channel=0 *out_value=-1} = -1 EBADF", "close 5 = 0"]),
     "channels and modes as they are": (
-        "probe blank=1,0 blank=0,1 blank=5,9 fastlogo=7", "blank = 0; blank = 0; blank = -1; fastlogo = -1",
-        "open; {channel=0 enable=0}; {channel=1 enable=1}; {channel=9 enable=0}; {mode=7}")})
-def test_results(run, calls, results, log):
-    if "probe open" in calls:
-        results, log = f"open = 3 0; {results}", f"open; {log}" if log else "open"
-    run(calls, err=results.replace("; ", "\n") + "\n", log=log)
-
-
-def test_length_beyond_the_legacy_record(run, build):
-    if build.bits == 32:
-        pytest.skip("a 32-bit process has no such lengths")
-    run("SIM_ION=legacy probe open alloc=4294967297", err="open = 3 0\nalloc = -22 -7\n")
+        "probe blank=1,0 blank=0,1 blank=5,9 fastlogo=7", ["blank = 0", "blank = 0", "blank = -1", "fastlogo = -1"],
+        [GE2D, "*present {channel=0 enable=0} = 0 {}", "*present {channel=1 enable=1} = 0 {}",
+         "*present {channel=9 enable=0} = -1 EINVAL", "*fastlogo {mode=7} = -1 EINVAL", "close 3 = 0"])})
+def test_results(run, command, results, log):
+    assert_lines(run(command, err="\n".join(results) + "\n").log, log)
 
 
 # The message can't be printed; the caller's next line needs the errno of the open all the same.
@@ -73,7 +88,10 @@ def test_no_program_name(run):
 
 
 # A device that has been closed at exit is -1, and not the number that it had.
-@pytest.mark.parametrize("call", ["blank=1,0", "buffer=7,9"])
-def test_closed_at_exit(run, call):
-    run(f"CALLS=calls probe at_exit={call} {call}", err=None)
-    assert pathlib.Path("calls").read_text().splitlines()[-1].startswith("ioctl -1 ")
+@table("call, result, at_exit", {
+    "the display": ("blank=1,0", "blank = 0", "blank = -1"),
+    "the allocator": ("buffer=7,9", "buffer = 0 4 9 7 mapped, then 5 9 8 mapped, then -1 0 0 mapped",
+                      "buffer = -1 -1 0 0 null, then -1 0 0 null, then -1 0 0 null")})
+def test_closed_at_exit(run, call, result, at_exit):
+    ran = run(f"probe at_exit={call} {call}", err=f"at_exit = 0\n{result}\n{at_exit}\n")
+    assert_lines(ran.log[-1:], ["ioctl -1 * = -1 EBADF"])
