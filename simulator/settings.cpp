@@ -57,7 +57,9 @@ std::string makeFolder(std::string folder) try {
   const std::string home = environment("HOME");
   folder = environment("XDG_STATE_HOME");
   if (folder.rfind('/', 0) != 0) {
-    require(access((home + "/").c_str(), F_OK) == 0 && !home.empty(), "HOME");
+    if (home.empty()) {
+      throw std::runtime_error("there is no HOME");
+    }
     folder = home + "/.local/state";
   }
   std::filesystem::create_directories(folder);

@@ -1,189 +1,165 @@
-# The programs beside the tool: test card, converter, screen and launcher.
+# The programs that make raw images: the test card, and the converter from PNG.
 
 import os
 import pathlib
-import shutil
+import resource
+import signal
+import struct
+import subprocess
+import time
+import zlib
 
 import pytest
 from PIL import Image
 
-from conftest import SOURCE, table
-
-
-# screen(arguments, size) is what the screen shows after a run of planeshow; what was there stays.
-@pytest.fixture
-def screen(run):
-    def screen(arguments, size, err=""):
-        run(f"SIM_STATE=. planeshow {arguments}")
-        run(f"planeshow-screen --size {size} . screen.png", err=err and f"planeshow-screen: channel 1: {err}\n")
-        return Image.open("screen.png")
-
-    return screen
-
-
-def colours(picture, *points):
-    return " ".join("%02X%02X%02X" % picture.getpixel(point) for point in points)
-
-
-def readme_picture(name):
-    return Image.open(SOURCE / "doc/pictures" / name).tobytes()
+from conftest import SOURCE, needs, table
 
 
 # The bytes in memory, on ARM too.
-@pytest.mark.parametrize("format, mode, memory", [("ARGB8888", "RGBA", "BGRA"), ("RGB888", "RGB", "BGR")])
+@table("format, mode, memory", {"ARGB8888": ("ARGB8888", "RGBA", "BGRA"), "RGB888": ("RGB888", "RGB", "BGR")})
 def test_card(run, format, mode, memory):
     run(f"planeshow-testcard {format} 320x180 card")
     card = Image.frombytes(mode, (320, 180), pathlib.Path("card").read_bytes(), "raw", memory)
-    assert card.convert("RGB").tobytes() == readme_picture(f"card-{format}.png")
+    drawn_before = Image.open(SOURCE / "doc/pictures" / f"card-{format}.png")
+    assert card.convert("RGB").tobytes() == drawn_before.tobytes()
     run(f"planeshow-testcard {format} 1x1 card")
     assert pathlib.Path("card").read_bytes() == b"\xff" * len(memory)
 
 
-# The README's pictures, which somebody has looked at, are what its commands make.
-@table("size, runs", {
-    "card-ARGB8888": ("320x180", ["-i ARGB8888 -w 320 -h 180 -o 0,0,320,180"]),
-    "card-RGB888": ("320x180", ["-i RGB888 -f RGB888 -w 320 -h 180 -o 0,0,320,180"]),
-    "card-RGB565": ("320x180", ["-i RGB565 -f RGB565 -w 320 -h 180 -o 0,0,320,180"]),
-    "crop-in-window": ("640x360", ["-i ARGB8888 -w 320 -h 180 -c 160,90,0,0 -o 40,30,400,300"]),
-    "two-channels": ("640x360", ["-i RGB888 -f RGB888 -w 320 -h 180 -t 0 -o 0,0,640,360",
-                                 "-i RGB565 -f RGB565 -w 320 -h 180 -o 280,140,320,180"]),
-    "one-blanked": ("640x360", ["-i RGB888 -f RGB888 -w 320 -h 180 -t 0 -o 0,0,640,360", "-i RGB565 -w 2 -h 2", "--blank"])})
-def test_pictures(run, screen, request, size, runs):
-    for format in "ARGB8888", "RGB888", "RGB565":
-        run(f"planeshow-testcard {format} 320x180 {format}")
-    for arguments in runs:
-        picture = screen(arguments, size)
-    assert picture.tobytes() == readme_picture(request.node.callspec.id + ".png")
+def chunk(name, content, checksum=0):
+    return struct.pack(">I", len(content)) + name + content + struct.pack(">I", zlib.crc32(name + content) ^ checksum)
 
 
-# Opaque, half-transparent, transparent, dark: in memory, and on the screen. Without alpha they lie on black, and
-# what has fewer bits is rounded.
-@table("format, memory, shown", {
-    "unmixed": ("ARGB8888", "3264c8ff3264c880ffffff00070305ff", "C86432 643219 000000 050307"),
-    "mixed": ("RGB888", "3264c8193264000000070305", "C86432 643219 000000 050307"),
-    "rounded": ("RGB565", "26c3836100002108", "C66531 633018 000000 080408")})
-def test_converter(run, screen, format, memory, shown):
-    picture = Image.new("RGBA", (4, 1))
-    picture.putdata([(200, 100, 50, 255), (200, 100, 50, 128), (255, 255, 255, 0), (5, 3, 7, 255)])
-    picture.save("a picture.png")
-    command = run(f"planeshow-convert 'a picture.png' {format} 'a file'").out
-    assert command == f"planeshow -i 'a file' -f {format} -w 4 -h 1\n"
-    assert pathlib.Path("a file").read_bytes().hex() == memory
-    picture = screen(command.strip().partition(" ")[2] + " -o 0,0,4,1", "4x1")
-    assert colours(picture, (0, 0), (1, 0), (2, 0), (3, 0)) == shown
+# A PNG by hand. In hexadecimal: rows each begin with 00.
+def png(width, height, bits, kind, rows, *chunks, interlaced=0):
+    header = chunk(b"IHDR", struct.pack(">2I5B", width, height, bits, kind, 0, 0, interlaced))
+    return b"\x89PNG\r\n\x1a\n" + header + b"".join(chunks) + chunk(b"IDAT", zlib.compress(bytes.fromhex(rows))) + (
+        chunk(b"IEND", b""))
 
 
-@pytest.mark.parametrize("mode", ["1", "L", "LA", "P", "RGB", "I;16"])
-def test_every_kind_of_png(run, mode):
-    grey = Image.linear_gradient("L").resize((40, 20))
-    wide = Image.frombytes("I;16", grey.size, bytes(byte for value in grey.tobytes() for byte in (value, value)))
-    (wide if mode == "I;16" else grey.convert(mode)).save("picture.png")
-    run("planeshow-convert picture.png RGB888 file")
-    seen = grey if mode == "I;16" else grey.convert(mode)
-    assert pathlib.Path("file").read_bytes() == seen.convert("RGB").tobytes("raw", "BGR")
+GREY, RGB, PALETTE, GREY_ALPHA, RGBA = 0, 2, 3, 4, 6
+COLOURS = chunk(b"PLTE", bytes.fromhex("c86432 070305"))
+# Opaque, half-transparent, transparent, dark.
+FOUR = png(4, 1, 8, RGBA, "00 c86432ff c8643280 ffffff00 050307ff")
 
 
-# Of three by four pixels the lower right ones, in windows half beyond the edges.
-def test_window_beyond_the_edges(screen):
-    pathlib.Path("image").write_bytes(bytes(byte for y in (1, 2, 3, 4) for x in (1, 2, 3) for byte in (x, y, 0, 255)))
-    picture = screen("-i image -w 3 -h 4 -c 1,2,1,1 -o -10,10,40,16", "40x20")
-    assert colours(picture, (0, 9), (0, 10), (9, 10), (10, 10), (29, 10), (30, 10), (0, 18), (29, 19)) == (
-        "000000 000302 000302 000303 000303 000000 000402 000403")
-    picture = screen("-i image -w 3 -h 4 -c 1,2,1,1 -o 30,-8,40,16", "40x20")
-    assert colours(picture, (29, 0), (30, 0), (39, 0), (39, 7), (39, 8)) == "000000 000402 000402 000402 000000"
+@table("picture, size, format, memory", {
+    "unmixed": (FOUR, "4 1", "ARGB8888", "3264c8ff 3264c880 ffffff00 070305ff"),
+    "without alpha it lies on black": (FOUR, "4 1", "RGB888", "3264c8 193264 000000 070305"),
+    "what has fewer bits is rounded": (FOUR, "4 1", "RGB565", "26c3 8361 0000 2108"),
+    "one bit of grey, taller than wide": (png(1, 2, 1, GREY, "00 80 00 00"), "1 2", "RGB888", "ffffff 000000"),
+    "grey with alpha": (png(1, 1, 8, GREY_ALPHA, "00 c880"), "1 1", "ARGB8888", "c8c8c880"),
+    "16 bits are rounded": (png(2, 1, 16, GREY, "00 807f 8081"), "2 1", "RGB888", "808080 808080"),
+    "16 bits, interlaced": (png(2, 2, 16, GREY, "00 0101 00 0202 00 0303 0404", interlaced=1), "2 2", "RGB888",
+                            "010101 020202 030303 040404"),
+    "a palette with transparency": (png(2, 1, 8, PALETTE, "00 0001", COLOURS, chunk(b"tRNS", b"\x80")), "2 1", "ARGB8888",
+                                    "3264c880 050307ff"),
+    "a colour key": (png(2, 1, 8, RGB, "00 010203 040506", chunk(b"tRNS", bytes((0, 1, 0, 2, 0, 3)))), "2 1", "ARGB8888",
+                     "03020100 060504ff"),
+    "a gamma of 1.0 changes no value": (png(1, 1, 8, RGB, "00 c86432", chunk(b"gAMA", struct.pack(">I", 100000))), "1 1",
+                                        "RGB888", "3264c8")})
+@needs("pictures")
+def test_converter(run, picture, size, format, memory):
+    pathlib.Path("it's.png").write_bytes(picture)
+    width, height = size.split()
+    ran = run(f'''planeshow-convert "it's.png" {format} "it's"''')
+    assert ran.out == f"planeshow -i 'it'\\''s' -f {format} -w {width} -h {height}\n"
+    assert pathlib.Path("it's").read_bytes() == bytes.fromhex(memory)
 
 
-# Channel 1 lies over 0 and is mixed with it; a new layer shows a blanked channel again.
-def test_channels(screen):
-    pathlib.Path("red").write_bytes(b"\0\0\xff")
-    pathlib.Path("blue").write_bytes(b"\xff\0\0\x80")
-    seen = [colours(screen(arguments, "20x20"), (9, 10), (10, 10)) for arguments in (
-        "-i blue -w 1 -h 1 -o 10,0,10,20", "-i red -f RGB888 -w 1 -h 1 -t 0 -o 0,0,20,20", "--blank -t 0", "--blank",
-        "-i red -f RGB888 -w 1 -h 1 -t 0 -o 0,0,20,20")]
-    assert seen == ["000000 000080", "FF0000 7F0080", "000000 000080", "000000 000000", "FF0000 FF0000"]
-
-
-# Of four pixels the file has two.
-@table("arguments, shown, err", {
-    "short of data": ("-o 0,0,40,20", "030201 060504 000000",
-                      "ARGB8888 of 2x2 needs 16 bytes, the buffer has 8: what is missing is not drawn."),
-    "an unknown format": ("-o 0,0,40,20 -f NV12", "FFA000 FFA000 282828", "format -1 is unknown, so the length needed "
-                          "is too; the buffer has 8 bytes, drawn as a hatched box."),
-    "AFBC data": ("-o 4,0,36,20 --afbc", "000000 FFA000 282828", ""),
-    "no size": ("-o 0,0,40,20 -w -1", "000000 000000 000000", ""),
-    "no window": ("-o 0,0,0,0 -h 1", "000000 000000 000000", "")})
-def test_what_can_not_be_drawn(screen, arguments, shown, err):
-    pathlib.Path("image").write_bytes(bytes((1, 2, 3, 255, 4, 5, 6, 255)))
-    assert colours(screen(f"-i image -w 2 -h 2 {arguments}", "40x20", err), (0, 0), (32, 0), (8, 12)) == shown
+# Nothing is converted to other pixels than the file's without a word.
+@table("picture, said, status", {
+    "a damaged transparency": (png(2, 1, 8, PALETTE, "00 0001", COLOURS, chunk(b"tRNS", b"\x80", checksum=1)),
+                               "tRNS: CRC error", 1),
+    "a damaged size": (FOUR[:19] + b"\x05" + FOUR[20:], "IHDR: CRC error", 1),
+    "a colour beyond the palette": (png(2, 1, 8, PALETTE, "00 0002", COLOURS), "a pixel's colour is not in the palette", 1),
+    "more transparency than palette": (png(2, 1, 8, PALETTE, "00 0001", COLOURS, chunk(b"tRNS", b"\x80\x80\x80")),
+                                       "tRNS: invalid", 0),
+    "cut": (FOUR[:-14], "the file ends too early", 1),
+    "no PNG": (b"123456789", "Not a PNG file", 1),
+    "empty": (b"", "the file is empty", 1)})
+@needs("pictures")
+def test_damaged(run, picture, said, status):
+    pathlib.Path("picture.png").write_bytes(picture)
+    run("planeshow-convert picture.png RGB888 file", status, f"planeshow-convert: picture.png: {said}\n")
+    assert os.path.exists("file") == (status == 0)
 
 
 # One line, status 1, and nothing half-written stays.
-@pytest.mark.parametrize("command, why", [
-    ("testcard RGB565", "usage: planeshow-testcard FORMAT WIDTHxHEIGHT FILE"),
-    *((f"testcard ARGB8888 {size} f", f"{size}: the size is WIDTHxHEIGHT, both 1 or more, and a card has less than 4 GiB")
-      for size in ("0x5", "5x", "2x2x", "65536x16384")),
-    ("testcard RGB565 2x2 none/f", "none/f: No such file or directory"),
-    ("testcard RGB565 2x2 /dev/full", "/dev/full: No space left on device"),
-    ("screen none f", "none: No such file or directory"),
-    ("screen --size 5x8193 . f", "5x8193: the size is WIDTHxHEIGHT, each from 1 to 8192"),
-    ("screen --size 9x9 . /dev/full", "/dev/full: No space left on device"),
-    ("convert image.raw RGB888 f", "image.raw: Not a PNG file"),
-    ("convert half.png RGB888 f", "half.png: Read Error"),
-    ("convert none.png RGB888 f", "none.png: No such file or directory")])
+@table("command, why", {
+    "no arguments": ("testcard", "usage: planeshow-testcard FORMAT WIDTHxHEIGHT FILE"),
+    "too few": ("testcard RGB565", "usage: planeshow-testcard FORMAT WIDTHxHEIGHT FILE"),
+    "no such folder": ("testcard RGB565 2x2 none/f", "none/f: No such file or directory"),
+    "a full device": ("testcard RGB565 2x2 full", "full: No space left on device"),
+    "a link to a folder": ("testcard RGB565 2x2 link", "link: Is a directory")} | {
+    f"{size} is no size": (f"testcard ARGB8888 {size} f", f"{size}: the size is WIDTHxHEIGHT, both 1 or more, and a card "
+                           "has less than 4 GiB") for size in ("0x5", "5x", "x5", "2x2x", "65536x16384")})
 def test_refused(run, command, why):
-    Image.effect_noise((90, 90), 50).save("whole.png")
-    pathlib.Path("half.png").write_bytes(pathlib.Path("whole.png").read_bytes()[:4000])
+    os.symlink("/dev/full", "full")  # not by its own name, which would be the worse for a fault
+    os.symlink(".", "link")
     before = os.listdir()
     run(f"planeshow-{command}", status=1, err=f"planeshow-{command.split()[0]}: {why}\n")
     assert os.listdir() == before
 
 
-# The other channel is drawn all the same, and nothing waits for a FIFO.
-@pytest.mark.parametrize("make, why", [
-    (pathlib.Path.touch, "channel 0: its layer record is damaged, nothing is drawn."),
-    (os.mkfifo, "./channel0.layer: not a regular file")])
-def test_bad_layer(run, make, why):
-    run("SIM_STATE=. planeshow -i image.raw -w 1 -h 1")
-    make(pathlib.Path("channel0.layer"))
-    run("planeshow-screen . screen.png", status=1, err=f"planeshow-screen: {why}\n")
-    assert colours(Image.open("screen.png"), (0, 0)) == "0A0A0A"
+@needs("pictures")
+@table("command, why", {
+    "no such picture": ("none.png RGB888 f", "none.png: No such file or directory"),
+    "a folder": (". RGB888 f", ".: Is a directory"),
+    "the picture itself": ("image.raw RGB888 ./image.raw", "./image.raw: is the picture itself")})
+def test_not_converted(run, command, why):
+    run(f"planeshow-convert {command}", status=1, err=f"planeshow-convert: {why}\n")
 
 
-@pytest.mark.parametrize("name", ["testcard", "screen", "convert"])
+# A file is replaced, and so is a link to one; a file's permissions stay.
+def test_replaced(run):
+    pathlib.Path("kept").write_text("as it was")
+    os.chmod("kept", 0o600)
+    os.symlink("kept", "card")
+    run("planeshow-testcard RGB565 1x1 card")
+    assert (pathlib.Path("kept").read_text(), os.path.islink("card")) == ("as it was", False)
+    run("planeshow-testcard RGB565 1x1 kept")
+    assert (pathlib.Path("kept").read_bytes(), os.stat("kept").st_mode) == (b"\xff\xff", 0o100600)
+
+
+# What is no file gets the pixels and nothing else, whatever its name is and wherever it leads.
+@needs("pictures")
+def test_standard_output(run):
+    pathlib.Path("picture.png").write_bytes(FOUR)
+    os.symlink("/dev/stdout", "link")
+    assert run("planeshow-convert picture.png RGB565 link").out == "&\u00c3a\0\0!\x08"
+    with open("out", "wb") as out:
+        run("planeshow-convert picture.png RGB565 /dev/stdout", stdout=out)
+    assert pathlib.Path("out").read_bytes().hex() == "26c3836100002108"
+
+
+# The old file stays, and no half one, where there is no room and where somebody interrupts.
+@needs("all descriptors and limits")
+def test_no_room(run):
+    run("planeshow-testcard RGB565 100x100 image.raw", 1, "planeshow-testcard: image.raw: File too large\n",
+        preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (4096, 4096)))
+    assert (os.listdir(), pathlib.Path("image.raw").read_bytes()) == (["image.raw"], b"123456789")
+
+
+@needs("all descriptors and limits")
+def test_interrupted(run, build):
+    running = subprocess.Popen([*build.wrap, build.folder / "planeshow-testcard", "RGB565", "30000x30000", "image.raw"])
+    while len(os.listdir()) == 1:
+        time.sleep(0.01)
+    running.send_signal(signal.SIGTERM)
+    assert running.wait() == 128 + signal.SIGTERM
+    assert (os.listdir(), pathlib.Path("image.raw").read_bytes()) == (["image.raw"], b"123456789")
+
+
+# A reader that has gone is an error like others.
+def test_no_reader(run):
+    reader, writer = os.pipe()
+    os.close(reader)
+    run("planeshow-testcard --help", 1, "planeshow-testcard: standard output: Broken pipe\n", stdout=writer)
+
+
+@pytest.mark.parametrize("name", ["testcard", pytest.param("convert", marks=needs("pictures"))])
 def test_help_and_version(run, name):
+    version = run("planeshow --help").out.split("Version: ")[1].split("\n")[0]
     assert run(f"planeshow-{name} --help").out.startswith(f"Usage: planeshow-{name} ")
-    assert run(f"planeshow-{name} --version").out == f"planeshow-{name} 0.1\n"
-
-
-# The launcher hands on arguments, output and status, and shows the screen only if something was drawn.
-def test_launcher(run):
-    said = "planeshow-sim: the screen is in state/screen.png\n"
-    for arguments, status, err in ("--help", 0, ""), ("-i 'no file'", 1, ""), ("-i image.raw -t 2", 0, ""), (
-            "-i image.raw -w 1 -h 1", 0, said), ("--blank", 0, said):
-        ran = run(f"SIM_STATE=state planeshow-sim {arguments}", status, err)
-        assert ran.out == run(f"planeshow {arguments}", status).out
-        assert os.path.exists("state/screen.png") == (said == err)
-    run("SIM_STATE=state SIM_ION=x planeshow-sim", 2, "planeshow-sim: PLANESHOW_SIM_ION=x: not one of its values\n")
-
-
-# By default the state is the user's alone, and nobody else's folder or link leads elsewhere.
-def test_private_state(run, tmp_path):
-    state = f"{tmp_path}/.local/state/planeshow-sim"
-    run(f"HOME={tmp_path} planeshow-sim --blank", err=f"planeshow-sim: the screen is in {state}/screen.png\n")
-    assert os.stat(state).st_mode == 0o40700
-    needs = ": name a folder for the screen's state in PLANESHOW_SIM_STATE\n"
-    run("HOME= planeshow-sim", status=2, err=f"planeshow-sim: there is no HOME{needs}")
-    if os.getuid() == 0:
-        os.chown(state, 65534, 65534)
-        run(f"HOME={tmp_path} planeshow-sim", status=2, err=f"planeshow-sim: {state} is not your own folder{needs}")
-
-
-# The loader splits its lists at a colon: planeshow is not run on the machine's own devices instead.
-def test_no_devices(run, build, tmp_path):
-    run("SIM_STATE=. planeshow-sim --help")  # skipped where there is no launcher
-    folder = tmp_path / "a:b"
-    folder.mkdir()
-    for name in "planeshow", "planeshow-sim", "planeshow-screen", "libplaneshow-sim.so":
-        shutil.copy(build.folder / name, folder)
-    run(f"SIM_STATE=. '{folder}/planeshow-sim' --blank", status=2, err=(
-        f"planeshow-sim: the simulated devices can't be preloaded from {folder}, so planeshow is not run\n"))
+    assert run(f"planeshow-{name} --version").out == f"planeshow-{name} {version}\n"

@@ -45,6 +45,26 @@ void readBytes(png_structp png, png_bytep bytes, std::size_t size) {
   }
 }
 
+// Turns a row's indexes, one byte each at its beginning, into pixels, from right to left. libpng
+// would do it without a word about an index that has no colour.
+void lookUp(png_structp png, png_infop info, Pixel* row, std::size_t width) {
+  png_colorp colours = nullptr;
+  png_bytep alphas = nullptr;
+  int colourCount = 0;
+  int alphaCount = 0;
+  png_get_PLTE(png, info, &colours, &colourCount);
+  png_get_tRNS(png, info, &alphas, &alphaCount, nullptr);
+  while (width-- > 0) {
+    const int index = reinterpret_cast<const png_byte*>(row)[width];
+    if (index >= colourCount) {
+      png_error(png, "a pixel's colour is not in the palette");
+    }
+    const png_color& colour = colours[index];
+    const std::uint8_t alpha = index < alphaCount ? alphas[index] : 255;
+    row[width] = {{colour.red, colour.green, colour.blue}, alpha};
+  }
+}
+
 // Gives the picture's own values: libpng's simplified interface would change them by the picture's
 // gamma, and mixes the rows up where 16-bit values are interlaced.
 Picture readPicture(const std::string& path) {
@@ -64,10 +84,15 @@ Picture readPicture(const std::string& path) {
   if (!fitsRawFile(kPixelFormats[0], width, height)) {
     png_error(png, "too large, its pixels would fill 4 GiB or more");
   }
-  png_set_expand(png);
-  png_set_scale_16(png);
-  png_set_gray_to_rgb(png);
-  png_set_add_alpha(png, 255, PNG_FILLER_AFTER);
+  const bool indexed = png_get_color_type(png, info) == PNG_COLOR_TYPE_PALETTE;
+  if (indexed) {
+    png_set_packing(png);
+  } else {
+    png_set_expand(png);
+    png_set_scale_16(png);
+    png_set_gray_to_rgb(png);
+    png_set_add_alpha(png, 255, PNG_FILLER_AFTER);
+  }
   const int passes = png_set_interlace_handling(png);
   // Uninitialised: a header that promises more than the file has costs no memory.
   std::unique_ptr<Pixel[]> pixels(new Pixel[std::size_t{width} * height]);
@@ -77,6 +102,9 @@ Picture readPicture(const std::string& path) {
     }
   }
   png_read_end(png, nullptr);
+  for (std::uint32_t row = 0; indexed && row < height; ++row) {
+    lookUp(png, info, &pixels[std::size_t{row} * width], width);
+  }
   return {width, height, std::move(pixels)};
 }
 

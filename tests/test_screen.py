@@ -1,0 +1,141 @@
+# The screen that planeshow-sim draws after a run, and the state that it keeps for the next one.
+
+import os
+import pathlib
+import resource
+
+import pytest
+from PIL import Image
+
+from conftest import SOURCE, needs, table
+
+pytestmark = needs("pictures")
+SAID = "planeshow-sim: the screen is in ./screen.png\n"
+
+
+# screen(arguments, size) is what the screen shows after a run of planeshow-sim; what was there stays.
+@pytest.fixture
+def screen(run):
+    def screen(arguments, size, err=""):
+        run(f"SIM_SCREEN= SIM_STATE=. SIM_SIZE={size} planeshow-sim {arguments}", err=err + SAID)
+        return Image.open("screen.png")
+
+    return screen
+
+
+def colours(picture, *points):
+    return " ".join("%02X%02X%02X" % picture.getpixel(point) for point in points)
+
+
+# The README's pictures, which somebody has looked at, are what its commands make.
+@table("size, runs", {
+    "card-ARGB8888": ("320x180", ["-i ARGB8888 -w 320 -h 180 -o 0,0,320,180"]),
+    "card-RGB888": ("320x180", ["-i RGB888 -f RGB888 -w 320 -h 180 -o 0,0,320,180"]),
+    "card-RGB565": ("320x180", ["-i RGB565 -f RGB565 -w 320 -h 180 -o 0,0,320,180"]),
+    "crop-in-window": ("640x360", ["-i ARGB8888 -w 320 -h 180 -c 160,90,0,0 -o 40,30,400,300"]),
+    "two-channels": ("640x360", ["-i RGB888 -f RGB888 -w 320 -h 180 -t 0 -o 0,0,640,360",
+                                 "-i RGB565 -f RGB565 -w 320 -h 180 -o 280,140,320,180"]),
+    "one-blanked": ("640x360", ["-i RGB888 -f RGB888 -w 320 -h 180 -t 0 -o 0,0,640,360",
+                                "-i RGB565 -f RGB565 -w 320 -h 180", "--blank"])})
+def test_pictures(run, screen, request, size, runs):
+    for format in "ARGB8888", "RGB888", "RGB565":
+        run(f"planeshow-testcard {format} 320x180 {format}")
+    for arguments in runs:
+        picture = screen(arguments, size)
+    drawn_before = Image.open(SOURCE / "doc/pictures" / f"{request.node.callspec.id}.png")
+    assert picture.tobytes() == drawn_before.tobytes()
+
+
+# Of three by four pixels the lower right ones, in windows half beyond the edges.
+def test_window_beyond_the_edges(screen):
+    pathlib.Path("image").write_bytes(bytes(byte for y in (1, 2, 3, 4) for x in (1, 2, 3) for byte in (x, y, 0, 255)))
+    picture = screen("-i image -w 3 -h 4 -c 1,2,1,1 -o -10,10,40,16", "40x20")
+    assert colours(picture, (0, 9), (0, 10), (9, 10), (10, 10), (29, 10), (30, 10), (0, 18), (29, 19)) == (
+        "000000 000302 000302 000303 000303 000000 000402 000403")
+    picture = screen("-i image -w 3 -h 4 -c 1,2,1,1 -o 30,-8,40,16", "40x20")
+    assert colours(picture, (29, 0), (30, 0), (39, 0), (39, 7), (39, 8)) == "000000 000402 000402 000402 000000"
+
+
+# Channel 1 lies over 0 and is mixed with it; a new layer shows a blanked channel again.
+def test_channels(screen):
+    pathlib.Path("red").write_bytes(b"\0\0\xff")
+    pathlib.Path("blue").write_bytes(b"\xff\0\0\x80")
+    seen = [colours(screen(arguments, "20x20"), (9, 10), (10, 10)) for arguments in (
+        "-i blue -w 1 -h 1 -o 10,0,10,20", "-i red -f RGB888 -w 1 -h 1 -t 0 -o 0,0,20,20", "--blank -t 0", "--blank",
+        "-i red -f RGB888 -w 1 -h 1 -t 0 -o 0,0,20,20")]
+    assert seen == ["000000 000080", "FF0000 7F0080", "000000 000080", "000000 000000", "FF0000 FF0000"]
+
+
+# Of four pixels the file has two.
+@table("arguments, shown, err", {
+    "short of data": ("-o 0,0,40,20", "030201 060504 000000", "planeshow-sim: channel 1: ARGB8888 of 2x2 needs 16 bytes, "
+                      "the buffer has 8: what is missing is not drawn.\n"),
+    "an unknown format": ("-o 0,0,40,20 -f NV12", "FFA000 FFA000 282828", "planeshow-sim: channel 1: format -1 is "
+                          "unknown, so the length needed is too; the buffer has 8 bytes, drawn as a hatched box.\n"),
+    "AFBC data": ("-o 4,0,36,20 --afbc", "000000 FFA000 282828", ""),
+    "no size": ("-o 0,0,40,20 -w -1", "000000 000000 000000", ""),
+    "no window": ("-o 0,0,0,0 -h 1", "000000 000000 000000", "")})
+def test_what_can_not_be_drawn(screen, arguments, shown, err):
+    pathlib.Path("image").write_bytes(bytes((1, 2, 3, 255, 4, 5, 6, 255)))
+    assert colours(screen(f"-i image -w 2 -h 2 {arguments}", "40x20", err), (0, 0), (32, 0), (8, 12)) == shown
+
+
+# What the driver took is kept and drawn, and nothing else. The arguments are the tool's, as the status is.
+@table("arguments, status, left", {
+    "no run": ("--help", 0, []),
+    "no image": ("-i 'no file'", 1, []),
+    "no such channel": ("-i image.raw -t 2", 0, []),
+    "a blank": ("--blank", 0, ["screen.png"]),
+    "a layer": ("-i image.raw -w 1 -h 1", 0, ["channel1.layer", "screen.png"])})
+def test_kept(run, arguments, status, left):
+    said = "planeshow-sim: the screen is in state/screen.png\n" if left else ""
+    ran = run(f"SIM_SCREEN= SIM_STATE=state planeshow-sim {arguments}", status, said)
+    assert ran.out == run(f"planeshow-sim {arguments}", status).out
+    assert sorted(os.listdir("state")) == left
+
+
+# The layer's file has every byte of the image. Whatever has the files' names is replaced, links and pipes too.
+def test_replaced(screen):
+    image = os.urandom(300000)
+    pathlib.Path("image").write_bytes(image)
+    os.symlink("image.raw", "channel1.layer")
+    os.mkfifo("screen.png")
+    screen("-i image -w 1 -h 1", "1x1")
+    assert pathlib.Path("channel1.layer").read_bytes()[80:] == image
+    assert pathlib.Path("image.raw").read_bytes() == b"123456789"
+
+
+# A screen that could not be drawn is never taken for one that was: status 1, and no half file.
+@needs("all descriptors and limits")
+@table("make, why", {
+    "no room for the layer": (lambda: pathlib.Path("image.raw").write_bytes(bytes(4096)), "./channel1.layer: File too large"),
+    "a folder in a file's place": (lambda: os.mkdir("screen.png"), "./screen.png: Is a directory"),
+    "a file that is no layer's": (pathlib.Path("channel0.layer").touch, "./channel0.layer is not a layer's file")})
+def test_not_drawn(run, make, why):
+    make()
+    run("SIM_LOG= SIM_SCREEN= SIM_STATE=. SIM_SIZE=1x1 planeshow-sim -i image.raw -w 1 -h 1", 1, f"planeshow-sim: {why}\n",
+        preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (4096, 4096)))
+    assert not os.path.isfile("screen.png")
+    assert not list(pathlib.Path().glob("unfinished.*"))
+
+
+# By default the state is the user's alone, and nobody else's folder or link leads elsewhere.
+@table("setting, folder", {
+    "by default": ("A=", ".local/state/planeshow-sim"),
+    "for all states": ("'XDG_STATE_HOME={}/states'", "states/planeshow-sim"),
+    "a name that isn't whole counts as none": ("XDG_STATE_HOME=states", ".local/state/planeshow-sim")})
+def test_private_state(run, tmp_path, setting, folder):
+    command = f"{setting.format(tmp_path)} SIM_SCREEN= planeshow-sim --blank"
+    run(command, err=f"planeshow-sim: the screen is in {tmp_path}/{folder}/screen.png\n")
+    assert os.stat(folder).st_mode == 0o40700
+    if os.getuid() == 0:
+        os.chown(folder, 65534, 65534)
+        run(command, status=2, err=f"planeshow-sim: {tmp_path}/{folder} is not your own: name a folder in "
+            "PLANESHOW_SIM_STATE\n")
+
+
+@table("settings, why", {
+    "no home": ("HOME=", "there is no HOME"),
+    "a file": ("SIM_STATE=image.raw", "filesystem error: cannot create directories: Not a directory [image.raw]")})
+def test_no_folder(run, settings, why):
+    run(f"{settings} SIM_SCREEN= planeshow-sim --blank", 2, f"planeshow-sim: {why}: name a folder in PLANESHOW_SIM_STATE\n")
