@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstdlib>
@@ -50,8 +51,8 @@ int answer(const Work& work) {
   return result < 0 ? -1 : result;
 }
 
-// Makes one of the tool's calls, which returns -1 and sets errno if it fails, or lets it fail as it
-// was told to. Calls of others are just made.
+// Makes one of the tool's calls, or lets it fail as it was told to. A call returns -1 and sets
+// errno if it fails; others than the tool's are just made.
 template <typename Call>
 int perform(const char* name, const std::string& arguments, const Call& call) {
   if (!toolRuns || inDevices) {
@@ -67,14 +68,19 @@ int perform(const char* name, const std::string& arguments, const Call& call) {
 }
 
 template <typename Real>
-int performOpen(const char* path, int flags, const Real& real) {
+int performOpen(const std::string& path, int flags, const Real& real) {
   const char* const access[] = {" O_RDONLY", " O_WRONLY", " O_RDWR", " O_ACCMODE"};
   const int others = flags & ~(O_ACCMODE | O_CLOEXEC);
-  const std::string text = path + std::string(access[flags & O_ACCMODE]) +
+  const std::string text = path + access[flags & O_ACCMODE] +
                            ((flags & O_CLOEXEC) != 0 ? "|O_CLOEXEC" : "") +
                            (others != 0 ? "|" + std::to_string(others) : "");
   return perform("open", text, [&] {
-    return sim::isDevice(path) ? sim::openDevice(path, (flags & O_CLOEXEC) != 0) : real();
+    if (path != sim::kIon && path != sim::kGe2d) {
+      return real();
+    }
+    const int result = sim::openDevice(path, (flags & O_CLOEXEC) != 0);
+    errno = result < 0 ? -result : errno;
+    return std::max(result, -1);
   });
 }
 

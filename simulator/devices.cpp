@@ -43,25 +43,20 @@ int makeFile(const std::string& name, std::uint64_t backed, bool closeOnExec) {
 }
 
 const Request* findRequest(const std::function<bool(const Request&)>& condition) {
-  static const std::vector<Request>& requests = [] {
-    auto& all = *new std::vector<Request>(ionRequests());
-    const std::vector<Request> others = ge2dRequests();
-    all.insert(all.end(), others.begin(), others.end());
-    return std::ref(all);
-  }();
-  const auto found = std::find_if(requests.begin(), requests.end(), condition);
-  return found == requests.end() ? nullptr : &*found;
+  for (const auto* const requests : {&ionRequests(), &ge2dRequests()}) {
+    const auto found = std::find_if(requests->begin(), requests->end(), condition);
+    if (found != requests->end()) {
+      return &*found;
+    }
+  }
+  return nullptr;
 }
-
-bool isDevice(const std::string& path) { return path == kIon || path == kGe2d; }
 
 int openDevice(const std::string& path, bool closeOnExec) {
   const std::string& node = path == kIon ? settings().ion : settings().ge2d;
-  const int result = node == "absent"      ? -ENOENT
-                     : node == "forbidden" ? -EACCES
-                                           : makeFile(path, 0, closeOnExec);
-  errno = result < 0 ? -result : errno;
-  return result < 0 ? -1 : result;
+  return node == "absent"      ? -ENOENT
+         : node == "forbidden" ? -EACCES
+                               : makeFile(path, 0, closeOnExec);
 }
 
 namespace {

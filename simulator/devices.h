@@ -41,14 +41,13 @@ std::function<int(void*)> by(Driver* driver, int (Driver::*operation)(Record&)) 
 }
 
 // The requests of the devices that the settings name.
-std::vector<Request> ionRequests();
-std::vector<Request> ge2dRequests();
+const std::vector<Request>& ionRequests();
+const std::vector<Request>& ge2dRequests();
 
 // The first of them that meets the condition, or null.
 const Request* findRequest(const std::function<bool(const Request&)>& condition);
 
-// Opens a device; like the system's open, returns -1 and sets errno if it fails.
-bool isDevice(const std::string& path);
+// Opens one of the two devices.
 int openDevice(const std::string& path, bool closeOnExec);
 
 // Answers a request and logs it. Descriptors that are no simulated device's know no request.

@@ -50,26 +50,22 @@ bool canMeet(const Fault& fault) {
 
 Fault parseFault(const std::string& text) {
   const std::vector<std::string> pieces = split(text, ':');
-  const std::string answer = pieces.size() > 1 ? pieces[1] : "";
   Fault fault;
-  fault.call = pieces[0];
-  fault.noDescriptor = answer == "nofd";
-  fault.error = errnoOf(answer);
-  if (answer[0] == 'E' && fault.error == 0) {
-    reject("FAIL", text, "there is no such errno");
+  bool right = pieces.size() == 2 || pieces.size() == 3;
+  if (right) {
+    fault.call = pieces[0];
+    fault.noDescriptor = pieces[1] == "nofd";
+    fault.error = errnoOf(pieces[1]);
+    right = fault.noDescriptor || fault.error != 0 || parseNumber(pieces[1], fault.result);
   }
-  bool understood = fault.noDescriptor || fault.error != 0 || parseNumber(answer, fault.result);
-  if (pieces.size() > 2) {
+  if (right && pieces.size() == 3) {
     std::string use = pieces[2];
     fault.andFollowing = !use.empty() && use.back() == '+';
     use.resize(use.size() - (fault.andFollowing ? 1 : 0));
-    understood = understood && parseNumber(use, fault.first);
+    right = parseNumber(use, fault.first);
   }
-  if (!understood || pieces.size() > 3) {
-    reject("FAIL", text, "not call:answer[:n[+]]");
-  }
-  if (!canMeet(fault)) {
-    reject("FAIL", text, "no such call or request of the chosen devices has this answer");
+  if (!right || !canMeet(fault)) {
+    reject("FAIL", text, "not call:answer[:n[+]] with an answer that the chosen devices can give");
   }
   return fault;
 }

@@ -92,15 +92,15 @@ Display& display() {
 
 Channel& channel(unsigned number) { return display().channels.at(number); }
 
-std::vector<Request> ge2dRequests() {
-  return {
+const std::vector<Request>& ge2dRequests() {
+  static const auto& requests = *new std::vector<Request>{
       {kGe2d, 0x4631, "put", 80,
        "+channel param_a format param_b param_c param_d window_x window_y window_w window_h "
        "compress buf_width buf_height crop_x crop_y crop_w crop_h dma_buf_fd param_e out_value",
        by(&display(), &Display::put)},
       {kGe2d, 0x4632, "present", 8, "+channel +enable", by(&display(), &Display::present)},
-      {kGe2d, 0x4635, "fastlogo", 4, "mode", by(&display(), &Display::fastlogo)},
-  };
+      {kGe2d, 0x4635, "fastlogo", 4, "mode", by(&display(), &Display::fastlogo)}};
+  return requests;
 }
 
 }  // namespace sim

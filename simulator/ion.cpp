@@ -98,18 +98,19 @@ class Allocator {
 
 }  // namespace
 
-std::vector<Request> ionRequests() {
+const std::vector<Request>& ionRequests() {
   static auto* const allocator = new Allocator;
   // The modern allocator knows no free; it is here by name because the tool probes with it.
-  if (settings().ion == "modern") {
-    return {{kIon, 0xC0044901, "free", 4, "handle", [](void* /*record*/) { return -ENOTTY; }},
-            {kIon, 0xC0184900, "alloc", 24, "++len +heap_mask +flags fd +reserved",
-             by(allocator, &Allocator::alloc), 4}};
-  }
-  return {{kIon, 0xC0144900, "alloc", 20, "+len +align +heap_mask +flags handle",
-           by(allocator, &Allocator::legacyAlloc)},
-          {kIon, 0xC0044901, "free", 4, "handle", by(allocator, &Allocator::free)},
-          {kIon, 0xC0084904, "share", 8, "handle fd", by(allocator, &Allocator::share), 1, true}};
+  static const auto& modern = *new std::vector<Request>{
+      {kIon, 0xC0044901, "free", 4, "handle", [](void* /*record*/) { return -ENOTTY; }},
+      {kIon, 0xC0184900, "alloc", 24, "++len +heap_mask +flags fd +reserved",
+       by(allocator, &Allocator::alloc), 4}};
+  static const auto& legacy = *new std::vector<Request>{
+      {kIon, 0xC0144900, "alloc", 20, "+len +align +heap_mask +flags handle",
+       by(allocator, &Allocator::legacyAlloc)},
+      {kIon, 0xC0044901, "free", 4, "handle", by(allocator, &Allocator::free)},
+      {kIon, 0xC0084904, "share", 8, "handle fd", by(allocator, &Allocator::share), 1, true}};
+  return settings().ion == "modern" ? modern : legacy;
 }
 
 }  // namespace sim

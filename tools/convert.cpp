@@ -11,14 +11,11 @@ namespace {
 
 // As one word for the shell.
 std::string quoted(const std::string& text) {
-  const bool plain = text.find_first_not_of(
-                         "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz"
-                         "0123456789_-+=./:,@%") == std::string::npos;
-  std::string word;
+  std::string word = "'";
   for (const char letter : text) {
     word += letter == '\'' ? "'\\''" : std::string(1, letter);
   }
-  return plain ? text : "'" + word + "'";
+  return word + "'";
 }
 
 struct Picture {
