@@ -3,7 +3,7 @@
 _planeshow() {
   local word=${2#=} before=$3 help first second rest options='' valued=' '
   [ "$before" != = ] || before=${COMP_WORDS[COMP_CWORD - 2]}
-  help=$("${1%-sim}" --help 2>/dev/null)
+  help=$(PLANESHOW_SIM_SCREEN=none "$1" --help 2>/dev/null)
   while read -r first second rest; do
     case $first in
       -*,)

@@ -23,9 +23,8 @@ cppcheck --quiet --std=c++17 --language=c++ --enable=warning,style,performance,p
   --inline-suppr --suppressions-list=.cppcheck --error-exitcode=1 -I src -I . src simulator tools tests bench
 
 echo "== shellcheck"
-git ls-files -z '*.sh' '*.bash' .ci simulator/planeshow-sim.in | xargs -0 shellcheck
+git ls-files -z '*.sh' '*.bash' .ci | xargs -0 shellcheck
 
 echo "== valgrind over the tests"
-# Not through Debian's script of that name: the simulated devices would be preloaded into its shell.
-WRAP="valgrind.bin --quiet --error-exitcode=99 --leak-check=full --errors-for-leak-kinds=definite,indirect,possible" \
+WRAP="valgrind --quiet --error-exitcode=99 --leak-check=full --errors-for-leak-kinds=definite,indirect,possible" \
   ctest --preset debug --parallel "$(nproc)"
