@@ -27,10 +27,14 @@ void startLog() {
   if (stat(settings().log.c_str(), &there) == 0 && S_ISFIFO(there.st_mode)) {
     reject("LOG", settings().log, "a pipe, whose reader would see the end after each line");
   }
+  std::string why;
   try {
     logging() ? append("") : void();
   } catch (const std::system_error& failure) {
-    reject("LOG", settings().log, failure.code().message());
+    why = failure.code().message();
+  }
+  if (!why.empty()) {
+    reject("LOG", settings().log, why);
   }
 }
 

@@ -140,11 +140,12 @@ void drawScreen() {
     }
     writePicture(screen, folder + "screen.png");
     complain("the screen is in " + folder + "screen.png");
+    return;
   } catch (const std::exception& failure) {
     complain(failure.what());
-    std::fflush(stdout);
-    _exit(1);
   }
+  std::fflush(stdout);
+  _exit(1);
 }
 
 }  // namespace sim

@@ -49,7 +49,7 @@ std::string environment(const char* name) {
 
 // Makes the folder for the screen's state if it isn't there. The default one is for the user alone:
 // in a folder, or behind a link, of somebody else's the pictures would not be the user's own.
-std::string makeFolder(std::string folder) try {
+std::string makeFolder(std::string folder) {
   if (!folder.empty()) {
     std::filesystem::create_directories(folder);
     return folder;
@@ -73,9 +73,6 @@ std::string makeFolder(std::string folder) try {
   }
   require(chmod(folder.c_str(), 0700) == 0, folder);
   return folder;
-} catch (const std::exception& failure) {
-  complain(failure.what() + std::string(": name a folder in PLANESHOW_SIM_STATE"));
-  std::exit(2);
 }
 
 Settings readSettings() {
@@ -104,8 +101,13 @@ Settings readSettings() {
   if (!variables.empty()) {
     reject(variables.begin()->first, variables.begin()->second, "there is no such setting");
   }
-  found.state = !drawn || !PLANESHOW_SIM_DRAWS ? "" : makeFolder(found.state);
-  return found;
+  try {
+    found.state = drawn && PLANESHOW_SIM_DRAWS ? makeFolder(found.state) : "";
+    return found;
+  } catch (const std::exception& failure) {
+    complain(failure.what() + std::string(": name a folder in PLANESHOW_SIM_STATE"));
+  }
+  std::exit(2);  // out here, where the failure has been released
 }
 
 }  // namespace

@@ -81,7 +81,7 @@ def test_bad_piece(run):
 
 
 # As on a kernel: the devices hold no descriptor of the tool's. The log needs one for a moment, and says so.
-@needs("all descriptors and limits")
+@needs("last descriptor")
 @table("most, status, last", {
     "no share": (5, 1, NO_BUFFER),
     "no duplicate": (6, 0, "main: submit osd layer error!\n"),
