@@ -115,6 +115,7 @@ extern "C" int __wrap_main(int argc, char** argv) {
   return __real_main(argc, argv);
 }
 
+// NOLINTBEGIN(bugprone-macro-parentheses): of parameter lists
 #define SIM_WRAP(Result, name, parameters, arguments, performer, ...)       \
   extern "C" Result __wrap_##name parameters {                              \
     return performer(__VA_ARGS__, [&] { return __real_##name arguments; }); \
@@ -129,6 +130,7 @@ extern "C" int __wrap_main(int argc, char** argv) {
   SIM_WRAP(void*, name,                                                                  \
            (void* at, std::size_t size, int protection, int flags, int fd, Offset from), \
            (at, size, protection, flags, fd, from), performMap, size, protection, flags, fd)
+// NOLINTEND(bugprone-macro-parentheses)
 SIM_OPEN(open)
 SIM_OPEN(open64)
 SIM_OPEN(__open_2)  // as a fortified build calls it without a mode

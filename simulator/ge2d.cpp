@@ -60,7 +60,7 @@ class Display {
     }
     layer.out_value = ++mLayers;
     channels[layer.channel] = taken;
-    if (logging()) {
+    if (logging() && taken.bytes != nullptr) {
       char checksum[32];
       std::snprintf(checksum, sizeof checksum, ", crc32 %08x", crc32(taken.bytes, taken.length));
       logLine("layer channel " + std::to_string(layer.channel) + ": " + buffer + checksum);

@@ -39,10 +39,10 @@ void startLog() {
 }
 
 void logLine(const std::string& line) {
-  static bool complained = false;
   try {
     logging() ? append(line + "\n") : void();
   } catch (const std::exception& failure) {
+    static bool complained = false;
     if (!complained) {
       complain("the log is incomplete: " + std::string(failure.what()));
     }

@@ -47,11 +47,17 @@ std::string environment(const char* name) {
   return value == nullptr ? "" : value;
 }
 
+void makeFolders(const std::string& path) {
+  std::error_code each;  // what matters is what is there in the end
+  std::filesystem::create_directories(path, each);
+  require(access((path + "/").c_str(), X_OK) == 0, path);
+}
+
 // Makes the folder for the screen's state if it isn't there. The default one is for the user alone:
 // in a folder, or behind a link, of somebody else's the pictures would not be the user's own.
 std::string makeFolder(std::string folder) {
   if (!folder.empty()) {
-    std::filesystem::create_directories(folder);
+    makeFolders(folder);
     return folder;
   }
   const std::string home = environment("HOME");
@@ -62,7 +68,7 @@ std::string makeFolder(std::string folder) {
     }
     folder = home + "/.local/state";
   }
-  std::filesystem::create_directories(folder);
+  makeFolders(folder);
   folder += "/planeshow-sim";
   struct stat link = {};
   struct stat target = {};

@@ -122,6 +122,7 @@ int threads(const Call& /*call*/) {
     }
   };
   std::vector<std::thread> running;
+  running.reserve(8);
   for (int i = 0; i < 8; ++i) {
     running.emplace_back(allocate);
   }
