@@ -31,9 +31,6 @@ constexpr std::uint64_t wholePages(std::uint64_t bytes) { return (bytes + 4095) 
 class Allocator {
  public:
   int alloc(ModernAlloc& record) {
-    if (record.reserved != 0) {
-      return -EINVAL;  // stricter than the kernel, on purpose: it ignores what it may use one day
-    }
     std::string name;
     const int result = reserve(record.length, record.heaps, name);
     return result < 0 ? result : makeBuffer(name, record.fd);

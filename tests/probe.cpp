@@ -1,7 +1,6 @@
 // Calls single operations in the order of the arguments and says on standard error what came of
 // each, so that a table can drive them in a fresh process. Standard output is the operations' own.
 
-#include <sys/ioctl.h>
 #include <sys/mman.h>
 
 #include <cerrno>
@@ -35,7 +34,7 @@ struct Call {
     for (std::string piece; std::getline(pieces, piece, ',');) {
       numbers.push_back(strtoll(piece.c_str(), nullptr, 0));
     }
-    numbers.resize(22);  // a request with the longest record
+    numbers.resize(2);
   }
   int a() const { return static_cast<int>(numbers[0]); }
   unsigned b() const { return static_cast<unsigned>(numbers[1]); }
@@ -103,12 +102,6 @@ int submit(const Call& call) {
   return result;
 }
 
-// What the tool would never do. A request: descriptor, number and the words of its record.
-int request(const Call& call) {
-  std::vector<std::int32_t> words(call.numbers.begin() + 2, call.numbers.end());
-  return ioctl(call.a(), call.b(), words.data()) < 0 ? -errno : 0;
-}
-
 // Allocates a hundred handles in each of eight threads; returns how many different ones there are.
 int threads(const Call& /*call*/) {
   std::mutex oneAtATime;
@@ -152,7 +145,6 @@ const std::map<std::string, int (*)(const Call&)> operations = {
     {"load", [](const Call& c) { return Image::loadToBuffer(c.a(), c.b(), "bytes"); }},
     {"open", openIon},
     {"parse_nothing", parseNothing},
-    {"request", request},
     {"share", [](const Call& c) { return ion_share(ionFd, c.a(), Out(c).where); }},
     {"submit", submit},
     {"threads", threads},
