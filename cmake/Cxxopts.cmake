@@ -1,18 +1,51 @@
-# Finds the option parser's header and refuses every other series: rules, exception names and the
-# help's layout differ between them.
-set(PLANESHOW_CXXOPTS_DIR "${CMAKE_SOURCE_DIR}/build/deps/cxxopts/usr/include" CACHE PATH
-    "Folder that holds cxxopts.hpp of the 2.2 series")
+# Finds the option parser's header, or fetches it into build/deps, and refuses every other series: rules,
+# exception names and the help's layout differ between them. scripts/setup.sh runs this file too, as a script,
+# and names the machine's Debian MIRROR: configuring a build never asks apt.
+set(sum 8927a2ff6a2deb45496bb1b1b4cd9e5bd1a2c01f29c4088168540f2ffed60bdf)
+set(addresses $ENV{PLANESHOW_CXXOPTS_URL} https://github.com/jarro2783/cxxopts/raw/v2.2.1/include/cxxopts.hpp)
+list(GET addresses 0 address)
+cmake_path(SET deps NORMALIZE "${CMAKE_CURRENT_LIST_DIR}/../build/deps")
 
-set(header "${PLANESHOW_CXXOPTS_DIR}/cxxopts.hpp")
-if(NOT EXISTS "${header}")
-  message(FATAL_ERROR "There is no ${header}: run scripts/setup.sh, or name the folder of a cxxopts 2.2 "
-                      "header with -DPLANESHOW_CXXOPTS_DIR=...")
+# What is named with cmake -D goes before the environment.
+set(PLANESHOW_CXXOPTS_DIR NOTFOUND CACHE PATH "Folder of a cxxopts.hpp of the 2.2 series, instead of build/deps")
+message(STATUS "Looking for cxxopts.hpp in PLANESHOW_CXXOPTS_DIR and ${deps}")
+find_path(PLANESHOW_CXXOPTS_DIR cxxopts.hpp PATHS ENV PLANESHOW_CXXOPTS_DIR "${deps}"
+          NO_CACHE NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH)
+
+if(NOT PLANESHOW_CXXOPTS_DIR)
+  set(PLANESHOW_CXXOPTS_DIR "${deps}")
+  # Beside it first, so that nothing half is ever in it.
+  set(new "${deps}.new/usr/include/cxxopts.hpp")
+  file(REMOVE_RECURSE "${deps}.new")
+  file(MAKE_DIRECTORY "${deps}" "${deps}.new")
+  if(MIRROR)
+    message(STATUS "Trying libcxxopts-dev of Debian 11 from ${MIRROR}")
+    execute_process(OUTPUT_QUIET COMMAND /usr/lib/apt/apt-helper -o APT::Sandbox::User= download-file
+      "${MIRROR}pool/main/c/cxxopts/libcxxopts-dev_2.2.1-2_amd64.deb" "${deps}.new/package"
+      SHA256:aa071c1fdb984c3279e811937605b45d50c45291192ace3c5c8c1ed1badf5632)
+    execute_process(ERROR_QUIET COMMAND dpkg-deb --extract "${deps}.new/package" "${deps}.new")
+  endif()
+  if(NOT EXISTS "${new}")
+    message(STATUS "Trying ${address}")
+    # A fresh machine has no certificates; whatever the connection, the sum vouches for the content.
+    file(DOWNLOAD "${address}" "${new}" STATUS status TIMEOUT 60 TLS_VERIFY OFF)
+  endif()
+  file(SHA256 "${new}" actual)
+  if(actual STREQUAL sum)
+    file(RENAME "${new}" "${deps}/cxxopts.hpp")
+  elseif(status MATCHES "^[1-9]")
+    message(STATUS "  failed: ${status}")
+  else()
+    message(STATUS "  refused: its SHA-256 is ${actual}")
+  endif()
+  file(REMOVE_RECURSE "${deps}.new")
 endif()
 
-file(STRINGS "${header}" lines REGEX "^#define CXXOPTS__VERSION_M")
-list(JOIN lines "\n" lines)
-string(REGEX REPLACE ".*MAJOR ([0-9]+).*MINOR ([0-9]+).*" "\\1.\\2" series "${lines}")
-if(NOT series STREQUAL "2.2")
-  message(FATAL_ERROR "${header} is cxxopts ${series}, but planeshow needs the 2.2 series: run "
-                      "scripts/setup.sh to get it.")
+if(EXISTS "${PLANESHOW_CXXOPTS_DIR}/cxxopts.hpp")
+  file(STRINGS "${PLANESHOW_CXXOPTS_DIR}/cxxopts.hpp" series REGEX "^#define CXXOPTS__VERSION_M")
+endif()
+if(NOT series MATCHES "MAJOR 2;.*MINOR 2$")
+  # A line that begins with a blank is not broken.
+  message(FATAL_ERROR "There is no cxxopts.hpp of the 2.2 series in ${PLANESHOW_CXXOPTS_DIR}.\n Put that of 2.2.1 \
+(SHA-256 ${sum}) into ${deps}, or export PLANESHOW_CXXOPTS_DIR, its folder, or PLANESHOW_CXXOPTS_URL, its address.")
 endif()
