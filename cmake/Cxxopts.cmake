@@ -41,8 +41,9 @@ if(NOT PLANESHOW_CXXOPTS_DIR)
   file(REMOVE_RECURSE "${deps}.new")
 endif()
 
-if(EXISTS "${PLANESHOW_CXXOPTS_DIR}/cxxopts.hpp")
-  file(STRINGS "${PLANESHOW_CXXOPTS_DIR}/cxxopts.hpp" series REGEX "^#define CXXOPTS__VERSION_M")
+set(PLANESHOW_CXXOPTS_HEADER "${PLANESHOW_CXXOPTS_DIR}/cxxopts.hpp" CACHE INTERNAL "For scripts/package.sh")
+if(EXISTS "${PLANESHOW_CXXOPTS_HEADER}")
+  file(STRINGS "${PLANESHOW_CXXOPTS_HEADER}" series REGEX "^#define CXXOPTS__VERSION_M")
 endif()
 if(NOT series MATCHES "MAJOR 2;.*MINOR 2$")
   # A line that begins with a blank is not broken.

@@ -23,7 +23,7 @@ version=$(cached CMAKE_PROJECT_VERSION)
 notices() {
   local library package
   printf '\n\nThe executables contain code of %s, which came with what follows.\n\n' "$1"
-  sed '/\*\//q' "$(cached PLANESHOW_CXXOPTS_DIR)/cxxopts.hpp"
+  sed '/\*\//q' "$(cached PLANESHOW_CXXOPTS_HEADER)"
   for library in "${@:3}"; do
     package=$(dpkg-query -S "$(realpath "$("$2" -print-file-name="$library")")")
     printf '\n\n==== %s\n\n' "${package%%:*}"

@@ -20,6 +20,8 @@ case $purpose in
 esac
 
 export LC_ALL=C
+as_root=(env DEBIAN_FRONTEND=noninteractive sh -c)
+[ "$(id -u)" = 0 ] || as_root=(sudo "${as_root[@]}")
 missing=()
 for package in "${packages[@]}"; do
   dpkg-query -W -f '${Status}' "$package" 2>/dev/null | grep -q 'ok installed' || missing+=("$package")
@@ -29,9 +31,7 @@ if [ ${#missing[@]} -gt 0 ]; then
   mkdir -p build
   # What an interrupted run left half installed is mended first.
   command="dpkg --configure -a && apt-get update && apt-get install -y --no-install-recommends ${missing[*]}"
-  as_root=(env DEBIAN_FRONTEND=noninteractive sh -c)
-  [ "$(id -u)" = 0 ] || as_root=(sudo "${as_root[@]}")
-  # Apt says hundreds of lines; the last of them show when something fails. A download's size shows at once.
+  # Apt's output goes to a log; its last lines show when something fails, a download's size at once.
   "${as_root[@]}" "$command" 2>&1 | tee build/setup.log | sed -nu 's/^Need to get /   downloading /p' || {
     tail -n 20 build/setup.log >&2
     echo "scripts/setup.sh: not all is installed. By hand, as root: $command" >&2
@@ -39,7 +39,8 @@ if [ ${#missing[@]} -gt 0 ]; then
   }
 fi
 
-# The option parser's header may come from the mirror's package of it.
+# The option parser's header may come from the mirror's package of it. Without its lists, apt knows no mirror.
 # shellcheck disable=SC2016  # apt's own variable
-mirror=$(apt-get indextargets --format '$(REPO_URI)' 'Created-By: Packages' 'Origin: Debian' 'Label: Debian' | head -n1)
-cmake -D MIRROR="$mirror" -P cmake/Cxxopts.cmake
+mirror() { apt-get indextargets --format '$(REPO_URI)' 'Created-By: Packages' 'Origin: Debian' 'Label: Debian' | head -n 1; }
+[ -f build/deps/cxxopts.hpp ] || [ -n "$(mirror)" ] || "${as_root[@]}" "apt-get update" >/dev/null || true
+cmake -D MIRROR="$(mirror)" -P cmake/Cxxopts.cmake
