@@ -1,3 +1,8 @@
+// An image of 2 GiB and more is a file like any other. Only 32-bit processes have to ask for that.
+#if __SIZEOF_LONG__ == 4
+#define _FILE_OFFSET_BITS 64
+#endif
+
 #include "buffers/image.h"
 
 #include <fcntl.h>
