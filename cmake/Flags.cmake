@@ -12,7 +12,4 @@ if(NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
   add_link_options(-Wl,-z,relro,-z,now,-z,noexecstack)
   # A quarter less memory and start-up time than with the shared C++ library, and it runs anywhere.
   add_link_options(-static-libstdc++ -static-libgcc -Wl,--exclude-libs,ALL)
-  # What a destructor leaves, descriptor -1 and size 0, is what an exit handler or a debugger finds.
-  # Optimising, g++ takes an object's last stores for dead and drops them; clang keeps them.
-  add_compile_options($<$<CXX_COMPILER_ID:GNU>:-fno-lifetime-dse>)
 endif()

@@ -8,6 +8,7 @@
 
 #include "buffers/ion.h"
 #include "common/debug.h"
+#include "common/lasting.h"
 #include "common/uniquefd.h"
 
 namespace orvan {
@@ -40,10 +41,10 @@ IonBuffer::IonBuffer(unsigned int size, unsigned long long tag) : mBuffer{-1, 0,
 IonBuffer::~IonBuffer() {
   if (mBuffer.fd != -1) {
     close(mBuffer.fd);
-    mBuffer.fd = -1;
   }
-  mBuffer.size = 0;
-  mBuffer.tag = 0;
+  lasting(mBuffer.fd) = -1;
+  lasting(mBuffer.size) = 0;
+  lasting(mBuffer.tag) = 0;
 }
 
 int IonBuffer::initWithSize(unsigned int size, unsigned long long tag) {

@@ -4,6 +4,8 @@
 
 #include <cstdint>
 
+#include "common/lasting.h"
+
 namespace orvan {
 
 // Owns one file descriptor; -1 when empty.
@@ -19,7 +21,7 @@ class uniquefd {
     if (mFd != -1) {
       close(mFd);
     }
-    mFd = fd;
+    lasting(mFd) = fd;
   }
 
   std::int32_t get() const { return mFd; }
