@@ -18,7 +18,8 @@ struct ModernAlloc {
 };
 
 struct LegacyAlloc {
-  std::uint32_t length, alignment, heaps, flags;
+  std::size_t length, alignment;
+  std::uint32_t heaps, flags;
   std::int32_t handle;
 };
 
@@ -102,8 +103,11 @@ const std::vector<Request>& ionRequests() {
       {kIon, 0xC0044901, "free", 4, "handle", [](void* /*record*/) { return -ENOTTY; }},
       {kIon, 0xC0184900, "alloc", 24, "++len +heap_mask +flags fd +reserved",
        by(allocator, &Allocator::alloc), 4}};
+  // The legacy allocation's lengths are as wide as the process's pointers.
+  const bool wide = sizeof(std::size_t) == 8;
   static const auto& legacy = *new std::vector<Request>{
-      {kIon, 0xC0144900, "alloc", 20, "+len +align +heap_mask +flags handle",
+      {kIon, wide ? 0xC0204900 : 0xC0144900, "alloc", sizeof(LegacyAlloc),
+       wide ? "++len ++align +heap_mask +flags handle" : "+len +align +heap_mask +flags handle",
        by(allocator, &Allocator::legacyAlloc)},
       {kIon, 0xC0044901, "free", 4, "handle", by(allocator, &Allocator::free)},
       {kIon, 0xC0084904, "share", 8, "handle fd", by(allocator, &Allocator::share), 1, true}};

@@ -13,8 +13,10 @@
 
 namespace {
 
-// The kernel's records as a 32-bit ARM process lays them out, whatever this build's pointer size:
-// with size_t the legacy allocation would be 32 bytes on a 64-bit PC, another request altogether.
+// The kernel's records. That of the legacy allocation has the platform's size type: a 64-bit
+// process sends a longer one, and with it another request number.
+constexpr bool k64Bits = sizeof(std::size_t) == 8;
+
 struct ion_handle_req {
   std::int32_t handle;
 };
@@ -28,17 +30,18 @@ static_assert(sizeof(ion_share_req) == 8 && offsetof(ion_share_req, handle) == 0
               offsetof(ion_share_req, fd) == 4);
 
 struct ion_legacy_alloc_req {
-  std::uint32_t len;
-  std::uint32_t align;
+  std::size_t len;
+  std::size_t align;
   std::uint32_t heap_mask;
   std::uint32_t flags;
   std::int32_t handle;  // out
 };
-static_assert(sizeof(ion_legacy_alloc_req) == 20 && offsetof(ion_legacy_alloc_req, len) == 0 &&
-              offsetof(ion_legacy_alloc_req, align) == 4 &&
-              offsetof(ion_legacy_alloc_req, heap_mask) == 8 &&
-              offsetof(ion_legacy_alloc_req, flags) == 12 &&
-              offsetof(ion_legacy_alloc_req, handle) == 16);
+static_assert(sizeof(ion_legacy_alloc_req) == (k64Bits ? 32 : 20) &&
+              offsetof(ion_legacy_alloc_req, len) == 0 &&
+              offsetof(ion_legacy_alloc_req, align) == (k64Bits ? 8 : 4) &&
+              offsetof(ion_legacy_alloc_req, heap_mask) == (k64Bits ? 16 : 8) &&
+              offsetof(ion_legacy_alloc_req, flags) == (k64Bits ? 20 : 12) &&
+              offsetof(ion_legacy_alloc_req, handle) == (k64Bits ? 24 : 16));
 
 struct ion_alloc_req {
   std::uint64_t len;
@@ -56,7 +59,7 @@ constexpr std::uint32_t kLegacyAlloc = _IOWR('I', 0, ion_legacy_alloc_req);
 constexpr std::uint32_t kLegacyFree = _IOWR('I', 1, ion_handle_req);
 constexpr std::uint32_t kLegacyShare = _IOWR('I', 4, ion_share_req);
 constexpr std::uint32_t kModernAlloc = _IOWR('I', 0, ion_alloc_req);
-static_assert(kLegacyAlloc == 0xC0144900 && kLegacyFree == 0xC0044901 &&
+static_assert(kLegacyAlloc == (k64Bits ? 0xC0204900 : 0xC0144900) && kLegacyFree == 0xC0044901 &&
               kLegacyShare == 0xC0084904 && kModernAlloc == 0xC0184900);
 
 constexpr std::int32_t ION_ABI_UNKNOWN = 0;
@@ -115,13 +118,10 @@ int ion_alloc(int fd, std::size_t len, std::size_t align, unsigned int heap_mask
     return -EINVAL;
   }
   ion_legacy_alloc_req record = {};
-  record.len = static_cast<std::uint32_t>(len);
-  record.align = static_cast<std::uint32_t>(align);
+  record.len = len;
+  record.align = align;
   record.heap_mask = heap_mask;
   record.flags = flags;
-  if (record.len != len || record.align != align) {
-    return -EINVAL;  // a 64-bit build's size that the record can't say
-  }
   const int result = ion_request(fd, kLegacyAlloc, record);
   if (result >= 0) {
     *handle = record.handle;
