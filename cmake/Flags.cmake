@@ -1,5 +1,5 @@
 add_compile_options(-Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Wold-style-cast
-                    -Wnon-virtual-dtor -Wundef -Wformat=2 -Werror)
+                    -Wnon-virtual-dtor -Wundef -Wformat=2)
 
 if(PLANESHOW_SANITIZE)
   add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
