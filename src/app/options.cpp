@@ -72,12 +72,12 @@ constexpr auto kMatching = std::regex::ECMAScript | std::regex_constants::__poly
 constexpr auto kMatching = std::regex::ECMAScript;
 #endif
 
-// The regular expression by which the parser takes its arguments apart overflows the stack at some
-// 26,000 characters, and its "." stops at a line break. This one finds the same groups without
-// either; compiling it costs half a run, so only a command line that may need it gets it.
+// The regular expression by which the parser takes its arguments apart overflows the stack, one of
+// 256 KiB at some 800 characters, and its "." stops at a line break. This one finds the same groups
+// without either; compiling it costs half a run, so only a command line that may need it gets it.
 void matchAnyLength(const std::vector<char*>& args) {
   const auto isHard = [](std::string_view arg) {
-    return arg.size() > 1000 || arg.find_first_of("\r\n") != std::string_view::npos;
+    return arg.size() > 250 || arg.find_first_of("\r\n") != std::string_view::npos;
   };
   if (std::any_of(args.begin() + 1, args.end(), isHard)) {
     cxxopts::option_matcher.assign(
