@@ -11,7 +11,7 @@
 
 // The parser's own conversion lets some numbers wrap (5000000000 became 705032704) and recurses
 // once per digit. Declared before the header, this specialisation is what its int and list options
-// use.
+// use. A second source file that includes the header without it breaks the one-definition rule.
 namespace cxxopts::values {
 template <typename T>
 void integer_parser(const std::string& text, T& value);
