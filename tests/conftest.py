@@ -51,7 +51,8 @@ def build(request):
     # Valgrind keeps some descriptors and memory for itself, and a sanitizer needs one for a moment.
     has |= set() if wrap else {"all descriptors and limits"}
     has |= set() if wrap or b"__ubsan_handle" in elf else {"last descriptor"}
-    return types.SimpleNamespace(folder=folder, has=has, legacy_alloc="c0144900", wrap=[*wrap, *(["qemu-arm"] if arm else [])])
+    legacy_alloc = "c0204900" if bits == 64 else "c0144900"  # its record has the platform's size type
+    return types.SimpleNamespace(folder=folder, has=has, legacy_alloc=legacy_alloc, wrap=[*wrap, *(["qemu-arm"] if arm else [])])
 
 
 @pytest.fixture(autouse=True)
