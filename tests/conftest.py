@@ -52,7 +52,8 @@ def build(request):
     has |= set() if wrap else {"all descriptors and limits"}
     has |= set() if wrap or b"__ubsan_handle" in elf else {"last descriptor"}
     legacy_alloc = "c0204900" if bits == 64 else "c0144900"  # its record has the platform's size type
-    return types.SimpleNamespace(folder=folder, has=has, legacy_alloc=legacy_alloc, wrap=[*wrap, *(["qemu-arm"] if arm else [])])
+    nm = "arm-linux-gnueabihf-gcc-nm" if arm else "gcc-nm"  # which read objects for link-time optimisation, too
+    return types.SimpleNamespace(folder=folder, has=has, legacy_alloc=legacy_alloc, nm=nm, wrap=[*wrap, *(["qemu-arm"] if arm else [])])
 
 
 @pytest.fixture(autouse=True)

@@ -4,10 +4,9 @@ import os
 import pathlib
 import re
 import resource
+import subprocess
 
-import pytest
-
-from conftest import NO_BUFFER, assert_lines, needs, table
+from conftest import NO_BUFFER, SOURCE, assert_lines, needs, table
 
 
 # Of an allocation the out-parameter follows, of a submission that and the record's out value.
@@ -82,6 +81,15 @@ def test_few_descriptors(run, most, status, last):
               err="planeshow-sim: the log is incomplete: log: Too many open files\n",
               preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_NOFILE, (most, most)))
     assert ran.out.endswith(last)
+
+
+# A call in a spelling that isn't wrapped would reach this machine's own nodes, and nobody would see it.
+def test_every_spelling_is_wrapped(build):
+    wrapped = re.search(r"foreach\(name (.*)\)", (SOURCE / "simulator/CMakeLists.txt").read_text())[1].split()
+    objects = list(build.folder.glob("CMakeFiles/*.dir/src/*/*.o"))
+    symbols = subprocess.check_output([build.nm, "-u", *objects], text=True)
+    called = set(re.findall(r" U ((?!_Z)\w*(?:open|stat|map|ioctl|dup|close)\w*)", symbols))
+    assert {"open", "ioctl"} <= called <= set(wrapped)
 
 
 # What can't be logged is said once; the run is as ever.
