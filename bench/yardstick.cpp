@@ -14,8 +14,8 @@
 #include <unistd.h>
 
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
+#include <string>
 
 #include "display/display_engine.h"
 
@@ -99,5 +99,5 @@ void show(const char* path, std::int32_t width, std::int32_t height) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  argc == 7 ? show(argv[2], atoi(argv[4]), atoi(argv[6])) : blank();
+  argc == 7 ? show(argv[2], std::stoi(argv[4]), std::stoi(argv[6])) : blank();
 }
