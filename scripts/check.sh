@@ -15,7 +15,7 @@ cmake --preset debug >/dev/null
 cmake --build --preset debug
 
 echo "== clang-tidy"
-printf '%s\n' "${sources[@]}" | grep -v '^bench/' |
+printf '%s\n' "${sources[@]}" |
   xargs -P "$(nproc)" -n 2 clang-tidy -p build/debug --quiet 2> >(grep -v 'warnings generated' >&2)
 
 echo "== cppcheck"

@@ -12,7 +12,7 @@ case $purpose in
   test) packages+=("${tests[@]}") ;;
   check) packages+=("${tests[@]}" git clang-format clang-tidy cppcheck shellcheck valgrind) ;;
   package) packages+=(g++-arm-linux-gnueabihf git dpkg-dev lintian) ;;
-  bench) packages+=(hyperfine python3 time valgrind) ;;
+  bench) packages+=(python3 time) ;;
   *)
     echo "usage: scripts/setup.sh [demo|test|check|package|bench]" >&2
     exit 2
