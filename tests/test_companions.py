@@ -16,14 +16,12 @@ from conftest import SOURCE, needs, table
 
 
 # The bytes in memory, on ARM too.
-@table("format, mode, memory", {"ARGB8888": ("ARGB8888", "RGBA", "BGRA"), "RGB888": ("RGB888", "RGB", "BGR")})
-def test_card(run, format, mode, memory):
-    run(f"planeshow-testcard {format} 320x180 card")
-    card = Image.frombytes(mode, (320, 180), pathlib.Path("card").read_bytes(), "raw", memory)
-    drawn_before = Image.open(SOURCE / "doc/pictures" / f"card-{format}.png")
-    assert card.convert("RGB").tobytes() == drawn_before.tobytes()
-    run(f"planeshow-testcard {format} 1x1 card")
-    assert pathlib.Path("card").read_bytes() == b"\xff" * len(memory)
+def test_card(run):
+    run("planeshow-testcard RGB888 320x180 card")
+    card = Image.frombytes("RGB", (320, 180), pathlib.Path("card").read_bytes(), "raw", "BGR")
+    assert card.tobytes() == Image.open(SOURCE / "doc/pictures/card-RGB888.png").tobytes()
+    run("planeshow-testcard ARGB8888 1x1 card")
+    assert pathlib.Path("card").read_bytes() == b"\xff" * 4
 
 
 def chunk(name, content, checksum=0):

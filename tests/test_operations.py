@@ -29,9 +29,6 @@ IMAGE = ["stat image.raw = 0", "open image.raw O_RDONLY = 3"]
         [ION, LEGACY_PROBE, "*alloc {len=9 align=4096 heap_mask=2 flags=0 handle=0} = 0 {handle=1}",
          "*share {handle=1 fd=0} = 0 {fd=4}", "*alloc {len=9 align=64 heap_mask=130 flags=5 handle=0} = 0 {handle=2}",
          "*share {handle=2 fd=0} = 0 {fd=5}", "*free {handle=2} = 0 {}"]),
-    "no memory": (
-        "SIM_ION=legacy SIM_FAIL=alloc:ENOMEM probe open alloc=9", ["open = 3 0", "alloc = -12 -7"],
-        [ION, LEGACY_PROBE, "*alloc {*} = -1 ENOMEM"]),
     "positive results are handed on": (
         "SIM_ION=legacy SIM_FAIL=alloc:3,share:5,free:7:2 probe open alloc_fd=9 alloc=9",
         ["open = 3 0", "alloc_fd = 5 4", "alloc = 3 1"],
