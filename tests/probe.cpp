@@ -131,7 +131,6 @@ const std::map<std::string, int (*)(const Call&)> operations = {
     {"buffer", buffer},
     {"fastlogo", [](const Call& c) { return fastlogoCtrl(c.a()); }},
     {"image", image},
-    {"load", [](const Call& c) { return Image::loadToBuffer(c.a(), c.b(), "bytes"); }},
     {"open", openIon},
     {"parse_nothing", [](const Call&) { return parseArgs(0, nullptr).target; }},
     {"share", [](const Call& c) { return ion_share(ionFd, c.a(), Out(c).where); }},

@@ -2,8 +2,6 @@
 
 from textwrap import dedent
 
-import pytest
-
 from conftest import table
 
 HELP = dedent("""\
@@ -73,7 +71,6 @@ def test_errors(run, arguments, error):
 @table("letter, arguments, printed", {
     "a number": ("1", "-w MANY", "error parsing options: Argument ‘MANY’ failed to parse\n"),
     "zeros that make small numbers": ("0", "--help -w 0xMANY7 --height=MANY", HELP + FORMATS),
-    "a list": ("1", "-c MANY", "error parsing options: Argument ‘MANY’ failed to parse\n"),
     "a long option": ("x", "--MANY", "error parsing options: Option ‘MANY’ does not exist\n"),
     "joined short options": ("v", "-MANYb", "error parsing options: Option ‘b’ does not exist\n"),
     "no option": ("a", "-=MANY", "error parsing options: Argument ‘-=MANY’ starts with a - but has incorrect syntax\n")})

@@ -9,7 +9,6 @@ import subprocess
 import time
 import zlib
 
-import pytest
 from PIL import Image
 
 from conftest import SOURCE, needs, table
@@ -20,8 +19,6 @@ def test_card(run):
     run("planeshow-testcard RGB888 320x180 card")
     card = Image.frombytes("RGB", (320, 180), pathlib.Path("card").read_bytes(), "raw", "BGR")
     assert card.tobytes() == Image.open(SOURCE / "doc/pictures/card-RGB888.png").tobytes()
-    run("planeshow-testcard ARGB8888 1x1 card")
-    assert pathlib.Path("card").read_bytes() == b"\xff" * 4
 
 
 def chunk(name, content, checksum=0):
@@ -86,7 +83,6 @@ def test_damaged(run, picture, said, status):
 # One line, status 1, and nothing half-written stays.
 @table("command, why", {
     "no arguments": ("testcard", "usage: planeshow-testcard FORMAT WIDTHxHEIGHT FILE"),
-    "too few": ("testcard RGB565", "usage: planeshow-testcard FORMAT WIDTHxHEIGHT FILE"),
     "no such folder": ("testcard RGB565 2x2 none/f", "none/f: No such file or directory"),
     "a full device": ("testcard RGB565 2x2 full", "full: No space left on device"),
     "a link to a folder": ("testcard RGB565 2x2 link", "link: Is a directory")} | {
@@ -156,8 +152,7 @@ def test_no_reader(run):
     run("planeshow-testcard --help", 1, "planeshow-testcard: standard output: Broken pipe\n", stdout=writer)
 
 
-@pytest.mark.parametrize("name", ["testcard", pytest.param("convert", marks=needs("pictures"))])
-def test_help_and_version(run, name):
+def test_help_and_version(run):
     version = run("planeshow --help").out.split("Version: ")[1].split("\n")[0]
-    assert run(f"planeshow-{name} --help").out.startswith(f"Usage: planeshow-{name} ")
-    assert run(f"planeshow-{name} --version").out == f"planeshow-{name} {version}\n"
+    assert run("planeshow-testcard --help").out.startswith("Usage: planeshow-testcard FORMAT ")
+    assert run("planeshow-testcard --version").out == f"planeshow-testcard {version}\n"

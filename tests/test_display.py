@@ -68,7 +68,6 @@ def test_blank(run):
     "a switch takes no word": ("--format=RGB565 --afbc false", "format=2 compress=1"),
     "a name's case counts": ("-f rgb565 --afbc=0", "format=-1"),
     "a name counts as a whole": ("-f RGB5650 -vw 0720", "format=-1"),
-    "the later name counts": ("-f x -f ARGB8888", ""),
     "the window is sent as is": ("-o -1,2,-3,4,", "window_x=-1 window_y=2 window_w=-3 window_h=4"),
     "the crop reaches right and bottom": ("-c 100,50,10,10", "crop_x=100 crop_y=50 crop_w=620 crop_h=430"),
     "a crop before the image": ("-c -5,-5,10,10", ""),

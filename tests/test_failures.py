@@ -57,6 +57,7 @@ def test_display_run(run, build, ion, fault, printed):
     layer = r"\nPanel info[^\0]*?(?= dma_buf)|^osd channel.*\n"
     assert re.sub(layer, "", ran.out, flags=re.M) == printed.replace("LEGACY_ALLOC", build.legacy_alloc)
     log = "\n".join(ran.log)
+    assert not re.search(r"^ioctl.* = -1 \w+ \{(?!fd=-)", log, re.M)  # a failed request leaves the record alone
     opened = re.findall(r"^open .* = (\d+)$|\{fd=(\d+)\}$", log, re.M)  # the duplicate is left to the end
     assert sorted(map("".join, opened)) == sorted(re.findall(r"^close (\d+)", log, re.M))
 

@@ -18,8 +18,6 @@ IMAGE = ["stat image.raw = 0", "open image.raw O_RDONLY = 3"]
         "probe open alloc=null alloc_fd=null", ["open = 3 0", "alloc = -22 -7", "alloc_fd = -22 -7"], [ION]),
     "a null, after one probe": (
         "probe open share=null share=null", ["open = 3 0", "share = -22 -7", "share = -22 -7"], [ION, PROBE]),
-    "a null on a legacy kernel": (
-        "SIM_ION=legacy probe open share=null", ["open = 3 0", "share = -22 -7"], [ION, LEGACY_PROBE]),
     "a modern kernel has no handles": (
         "probe open alloc=9 share=1 alloc_fd=9", ["open = 3 0", "alloc = -22 -7", "share = -22 -7", "alloc_fd = 0 4"],
         [ION, PROBE, "*alloc {len=9 heap_mask=130 flags=5 fd=0 reserved=0} = 0 {fd=4}"]),
@@ -37,12 +35,8 @@ IMAGE = ["stat image.raw = 0", "open image.raw O_RDONLY = 3"]
         "probe image=image.raw", ["image = 0 '123456789'"],
         [*IMAGE, "mmap 3: 9 bytes r- shared = 0", "close 3 = 0", "munmap 9 bytes = 0"]),
     "no image, nothing to release": ("probe image=none", ["image = -22 ''"], ["stat none = -1 ENOENT"]),
-    "an image that can't be opened": (
-        "SIM_FAIL=open:EACCES probe image=image.raw", ["image = -22 ''"], [IMAGE[0], "open * = -1 EACCES"]),
     "an image that can't be mapped is closed": (
         "SIM_FAIL=mmap:EIO probe image=image.raw", ["image = -1 ''"], [*IMAGE, "mmap * = -1 EIO", "close 3 = 0"]),
-    "no bytes, nowhere to go": (
-        "probe load=0,0 load=-1,9", ["load = -1", "load = -1"], ["mmap * = -1 EINVAL", "mmap * = -1 EBADF"]),
     "a buffer": (
         "probe buffer=7,9", ["buffer = 0 4 9 7 mapped, then 5 9 8 mapped, then -1 0 0 mapped"],
         [ION, PROBE, ALLOC, "mmap * = 0", ALLOC, "mmap * = 0", "close 5 = 0", "close 3 = 0"]),

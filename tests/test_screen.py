@@ -70,8 +70,7 @@ def test_channels(screen):
                       "the buffer has 8: what is missing is not drawn.\n"),
     "an unknown format": ("-o 0,0,40,20 -f NV12", "FFA000 FFA000 282828", "planeshow-sim: channel 1: format -1 is "
                           "unknown, so the length needed is too; the buffer has 8 bytes, drawn as a hatched box.\n"),
-    "AFBC data": ("-o 4,0,36,20 --afbc", "000000 FFA000 282828", ""),
-    "no size": ("-o 0,0,40,20 -w -1", "000000 000000 000000", "")})
+    "AFBC data": ("-o 4,0,36,20 --afbc", "000000 FFA000 282828", "")})
 def test_what_can_not_be_drawn(screen, arguments, shown, err):
     pathlib.Path("image").write_bytes(bytes((1, 2, 3, 255, 4, 5, 6, 255)))
     assert colours(screen(f"-i image -w 2 -h 2 {arguments}", "40x20", err), (0, 0), (32, 0), (8, 12)) == shown
@@ -81,7 +80,6 @@ def test_what_can_not_be_drawn(screen, arguments, shown, err):
 @table("arguments, status, left", {
     "no run": ("--help", 0, []),
     "no image": ("-i 'no file'", 1, []),
-    "no such channel": ("-i image.raw -t 2", 0, []),
     "a blank": ("--blank", 0, ["screen.png"]),
     "a layer": ("-i image.raw -w 1 -h 1", 0, ["channel1.layer", "screen.png"])})
 def test_kept(run, arguments, status, left):
