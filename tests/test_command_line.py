@@ -1,8 +1,9 @@
 # What the command line alone decides, on the very executable that is delivered.
 
+import resource
 from textwrap import dedent
 
-from conftest import table
+from conftest import needs, table
 
 HELP = dedent("""\
 
@@ -64,6 +65,15 @@ def test_help(run, arguments, printed):
     "-0x80000001", "18446744073709551617", "0X2D0", "0x", "-", "--1", "+1", "1 ", " 1", "12a", "")})
 def test_errors(run, arguments, error):
     assert run("planeshow " + arguments).out == f"error parsing options: {error}\n"
+
+
+# The longest that the parser's own pattern gets, and one that would overflow a small stack with it.
+@needs("all descriptors and limits")
+@table("length", {"its own pattern": 250, "the other one": 999})
+def test_small_stack(run, length):
+    ran = run("QEMU_STACK_SIZE=262144 planeshow " + "--".ljust(length, "x"),
+              preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_STACK, (262144, 262144)))
+    assert ran.out == f"error parsing options: Option ‘{'x' * (length - 2)}’ does not exist\n"
 
 
 # One argument may have 128 KiB: the parser's own patterns would overflow the stack. MANY stands for 131000 of the

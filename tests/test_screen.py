@@ -78,7 +78,6 @@ def test_what_can_not_be_drawn(screen, arguments, shown, err):
 
 # What the driver took is kept and drawn, and nothing else. The arguments are the tool's, as the status is.
 @table("arguments, status, left", {
-    "no run": ("--help", 0, []),
     "no image": ("-i 'no file'", 1, []),
     "a blank": ("--blank", 0, ["screen.png"]),
     "a layer": ("-i image.raw -w 1 -h 1", 0, ["channel1.layer", "screen.png"])})

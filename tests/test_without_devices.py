@@ -15,7 +15,6 @@ NOT_FOUND = "Image: can not find the image file: "
     "a line is cut after 1023 bytes": ("a" * 131000, (NOT_FOUND + "a" * 1023)[:1009]),
     "an empty file": ("empty", "mmap failed: Invalid argument"),
     "a FIFO": ("pipe", "mmap failed: Invalid argument"),
-    "a device": ("/dev/zero", "mmap failed: Invalid argument"),
     "a folder": (".", "mmap failed: No such device"),
     "4 GiB": ("huge", "Could not open 'huge', File too large(27)"),
     "more, of which 32 bits would keep 705 MB": ("larger", "Could not open 'larger', File too large(27)")})
