@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
-# Passes the README's two commands on the last commit in a fresh minimal Debian, bookworm or trixie, as
+# Runs the README's two commands on the last commit in a fresh minimal Debian, such as bookworm, trixie or sid, as
 # their first user would, and says how long each took. Needs root, git and debootstrap.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-suite=${1:?usage: scripts/clean-room.sh bookworm|trixie}
+suite=${1:?usage: scripts/clean-room.sh bookworm|trixie|sid}
 room=$(mktemp -d)
 root=$room/root
 trap 'rm -rf --one-file-system "$room"' EXIT
