@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string_view>
 
-// The pixel formats that the tool knows, with the display driver's codes, in the order of the help.
+// The pixel formats that the tool knows, in the order of the help, with the display driver's codes.
 inline constexpr struct {
   std::string_view name;
   std::int32_t code;

@@ -17,18 +17,17 @@
 
 namespace {
 
-// Nothing that becomes of the output, closed, full or without a reader, changes the run.
+// The run is the same if standard output is closed, full or has lost its reader.
 void prepareDescriptorsAndSignals() {
   fillStandardDescriptors();
-  // A reader that has gone ("| head") or a file at its limit must not keep the layer from the
-  // screen.
+  // These would end the run when the reader has gone ("| head") or the output file is at its limit.
   std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGXFSZ, SIG_IGN);
-  // Into pipes and files too, a line has left the process before a request that may hang the board.
+  // Every line is written at once, into pipes and files too: the next request may hang the board.
   std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
 }
 
-// The driver's format code, or -1 for any other name: whether that is an error is the driver's say.
+// The driver's code, or -1 for any other name: whether that is an error is up to the driver.
 std::int32_t formatCode(std::string_view name) {
   for (const auto& format : formatTable) {
     if (name == format.name) {
@@ -38,7 +37,7 @@ std::int32_t formatCode(std::string_view name) {
   return -1;
 }
 
-// A negative size is the upper bound too, which std::clamp would not allow.
+// The size is the upper bound even if it is negative, which std::clamp would not allow.
 std::int32_t clampToImage(std::int32_t position, std::int32_t size) {
   return std::min(std::max(position, 0), size);
 }
@@ -76,7 +75,7 @@ void printLayer(const _plane_info& info) {
       info.dma_buf_fd, static_cast<std::int32_t>(info.channel));
 }
 
-// A shared buffer that holds the file's bytes, or null after reporting why not.
+// Returns a shared buffer with the file's bytes, or null after reporting the failure.
 std::unique_ptr<orvan::IonBuffer> initImageBuffer(const char* path) {
   Image image;
   if (image.initFromFile(path) != 0) {
@@ -112,8 +111,8 @@ _plane_info describeLayer(const Cmdoptions& options, int bufferFd) {
   info.buf_height = options.height;
   info.crop_x = clampToImage(options.crop[0], options.width);
   info.crop_y = clampToImage(options.crop[1], options.height);
-  // The crop's width and height only stand in the settings: the source always reaches the image's
-  // right and bottom edges.
+  // The crop's width and height are only printed: the part shown always reaches the image's right
+  // and bottom edges.
   info.crop_w = info.buf_width - info.crop_x;
   info.crop_h = info.buf_height - info.crop_y;
   info.dma_buf_fd = bufferFd;
@@ -143,8 +142,8 @@ int main(int argc, char** argv) {
   }
   fastlogoCtrl(options.fastlogo ? 1 : 0);
 
-  // The layer's own descriptor, open until the process ends: the layer may outlive our buffer. The
-  // -1 of a failed dup is printed and sent like any other.
+  // The layer gets a descriptor of its own, which is open until the process ends: the layer may
+  // outlive our buffer. If dup fails, its -1 is printed and sent all the same.
   const int layerFd = dup(buffer->getPrivateBuffer()->fd);
   _plane_info info = describeLayer(options, layerFd);
   printLayer(info);

@@ -10,8 +10,8 @@
 #include "app/version.h"
 
 // The parser's own conversion lets some numbers wrap (5000000000 became 705032704) and recurses
-// once per digit. Declared before the header, this specialisation is what its int and list options
-// use. A second source file that includes the header without it breaks the one-definition rule.
+// once per digit. Its int and list options use this specialisation instead, as it is declared
+// before the header. No other file may include the header without it (one-definition rule).
 namespace cxxopts::values {
 template <typename T>
 void integer_parser(const std::string& text, T& value);
@@ -21,7 +21,7 @@ void integer_parser(const std::string& text, std::int32_t& value);
 
 #include <cxxopts.hpp>
 
-// A decimal number, or a hexadecimal one behind "0x", either with a leading "-".
+// Reads a decimal number, or a hexadecimal one after "0x". Either may start with "-".
 template <>
 void cxxopts::values::integer_parser(const std::string& text, std::int32_t& value) {
   std::string_view digits = text;
@@ -46,7 +46,7 @@ const char* const kBanner =
     "\nQM710 OSD Display Test Tool\n"
     "Version: " PLANESHOW_VERSION "\nContact: the planeshow maintainers\n";
 
-// The names, each on a line, centred in eight columns behind four blanks.
+// One name a line, centred in eight columns after four blanks.
 std::string formatList() {
   std::string list;
   for (const auto& [name, code] : formatTable) {
@@ -57,24 +57,24 @@ std::string formatList() {
 }
 
 std::string helpText(const cxxopts::Options& parser) {
-  // The parser shows an empty default as nothing at all.
+  // The parser shows no quotes for an empty default.
   const std::string_view shown = "(default: )";
   std::string text = parser.help({});
   const std::size_t at = text.find(shown);
   return at == std::string::npos ? text : text.replace(at, shown.size(), "(default: \"\")");
 }
 
-// How to match without recursion. libstdc++'s matcher recurses once per character unless this flag
-// of its own asks for the other algorithm; libc++'s never does.
+// How to match without recursion. libstdc++ recurses once per character unless this flag of its own
+// selects another algorithm. libc++ never recurses.
 #ifdef __GLIBCXX__
 constexpr auto kMatching = std::regex::ECMAScript | std::regex_constants::__polynomial;
 #else
 constexpr auto kMatching = std::regex::ECMAScript;
 #endif
 
-// The regular expression by which the parser takes its arguments apart overflows the stack, one of
-// 256 KiB at some 800 characters, and its "." stops at a line break. This one finds the same groups
-// without either; compiling it costs half a run, so only a command line that may need it gets it.
+// The parser splits arguments with a regular expression that overflows a stack of 256 KiB at about
+// 800 characters, and whose "." stops at a line break. This one finds the same groups and does
+// neither. Compiling it takes half as long as a whole run, so it is done only when needed.
 void matchAnyLength(const std::vector<char*>& args) {
   const auto isHard = [](std::string_view arg) {
     return arg.size() > 250 || arg.find_first_of("\r\n") != std::string_view::npos;
@@ -117,8 +117,8 @@ Cmdoptions parseArgs(int argc, const char** argv) {
   // clang-format on
 
   try {
-    // The parser rearranges the list and reads past an empty one, so it gets a copy, and a program
-    // name even from a caller that passed none.
+    // The parser rearranges its list, so it gets a copy. It reads past an empty list, so the copy
+    // has a place for the program name even if the caller passed none.
     std::vector<char*> copies(static_cast<std::size_t>(std::max(argc, 1)));
     std::transform(argv, argv + argc, copies.begin(),
                    [](const char* arg) { return const_cast<char*>(arg); });
@@ -141,5 +141,5 @@ Cmdoptions parseArgs(int argc, const char** argv) {
   } catch (const cxxopts::OptionException& error) {
     std::cout << "error parsing options: " << error.what() << std::endl;
   }
-  std::exit(0);  // out here, where the error has been released
+  std::exit(0);  // out here, after the error has been released
 }

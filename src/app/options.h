@@ -21,7 +21,7 @@ struct Cmdoptions {
   std::int32_t colorIndex = 0;  // accepted, not used
 };
 
-// Parses the process's arguments, which are left as they are. The record has exactly four window
-// and four crop values, and an input unless blank is set. On --help and on a rejected command line
-// prints the help or one message to standard output and ends the process with status 0.
+// Parses the process's arguments and leaves them unchanged. The result has exactly four window and
+// four crop values, and an input unless blank is set. With --help or a wrong command line, it
+// prints the help, a message or both to standard output, and ends the process with status 0.
 Cmdoptions parseArgs(int argc, const char** argv);

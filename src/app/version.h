@@ -1,4 +1,4 @@
 #pragma once
 
-// The version, for whoever builds or packs the tool.
+// The version stands only here: CMakeLists.txt reads it from this file.
 #define PLANESHOW_VERSION "0.1"

@@ -1,4 +1,4 @@
-// An image of 2 GiB and more is a file like any other. Only 32-bit processes have to ask for that.
+// Lets 32-bit builds open files of 2 GiB and more.
 #if __SIZEOF_LONG__ == 4
 #define _FILE_OFFSET_BITS 64
 #endif
@@ -66,6 +66,6 @@ int Image::loadToBuffer(int fd, unsigned int size, const char* src) {
     return -1;
   }
   memcpy(target, src, size);
-  munmap(target, size);  // a failure would change nothing: the bytes are in the buffer
+  munmap(target, size);  // a failure doesn't matter: the bytes are in the buffer
   return 0;
 }

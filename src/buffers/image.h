@@ -2,8 +2,8 @@
 
 #include <cstdint>
 
-// Read-only mapping of a raw image file. The file has no header: its length is its size, and
-// nothing in it is interpreted. Files of 4 GiB and more are refused (mSize has 32 bits).
+// Read-only mapping of a raw image file. The file has no header, and nothing in it is interpreted.
+// Files of 4 GiB and more are refused, because mSize has 32 bits.
 class Image {
  public:
   Image() = default;
@@ -11,8 +11,8 @@ class Image {
   Image(const Image&) = delete;
   Image& operator=(const Image&) = delete;
 
-  // Maps the whole file; call once. Returns 0, -22 if the file can't be found or opened, or -1 if
-  // it can't be mapped. A failure is reported and leaves the object empty.
+  // Maps the whole file; call once. Returns 0, -22 if the file can't be found or opened or is too
+  // large, or -1 if it can't be mapped. A failure is reported and leaves the object empty.
   int initFromFile(const char* path);
 
   // Copies size bytes from src into the memory behind fd, which stays the caller's.

@@ -13,8 +13,8 @@
 
 namespace {
 
-// The kernel's records. That of the legacy allocation has the platform's size type: a 64-bit
-// process sends a longer one, and with it another request number.
+// The kernel's records. The one for a legacy allocation has size_t members: a 64-bit process sends
+// a longer record, and so another request number.
 constexpr bool k64Bits = sizeof(std::size_t) == 8;
 
 struct ion_handle_req {
@@ -54,7 +54,7 @@ static_assert(sizeof(ion_alloc_req) == 24 && offsetof(ion_alloc_req, len) == 0 &
               offsetof(ion_alloc_req, heap_mask) == 8 && offsetof(ion_alloc_req, flags) == 12 &&
               offsetof(ion_alloc_req, fd) == 16 && offsetof(ion_alloc_req, reserved) == 20);
 
-// The two allocations share type and number; only the record's size tells them apart.
+// The two allocations have the same type and number. Only the record's size tells them apart.
 constexpr std::uint32_t kLegacyAlloc = _IOWR('I', 0, ion_legacy_alloc_req);
 constexpr std::uint32_t kLegacyFree = _IOWR('I', 1, ion_handle_req);
 constexpr std::uint32_t kLegacyShare = _IOWR('I', 4, ion_share_req);
@@ -87,8 +87,8 @@ int ion_request(int fd, std::uint32_t request, Record& record) {
   return result;
 }
 
-// A modern kernel doesn't know the legacy free request; a legacy one refuses handle 0 in some other
-// way. Concurrent first callers may both probe: they store the same answer.
+// A modern kernel doesn't know the legacy free request. A legacy one gives any other answer to it.
+// Two threads may probe at the same time: both store the same answer.
 std::int32_t ion_detect_abi(int fd) {
   std::int32_t state = ion_abi_state.load(std::memory_order_acquire);
   if (state == ION_ABI_UNKNOWN) {
@@ -171,8 +171,8 @@ int ion_alloc_fd(int fd, std::size_t len, std::size_t align, unsigned int heap_m
     return allocated;
   }
   const int shared = ion_share(fd, handle.handle, handle_fd);
-  // The descriptor keeps the memory alive; a handle left behind would leak it. A failed free is
-  // reported and changes nothing.
+  // The descriptor keeps the memory alive, and a handle that is not freed would leak it. A failed
+  // free is reported and changes nothing else.
   ion_request(fd, kLegacyFree, handle);
   return shared;
 }

@@ -2,16 +2,16 @@
 
 #include <cstddef>
 
-// Client of the kernel's ION allocator in either of its interface generations: legacy (handles that
-// are shared as dma-buf descriptors) and modern (an allocation is a dma-buf descriptor). The
-// generation is probed once per process. Failed requests are reported and returned as a negated
-// errno, refused arguments as -22; out-parameters are written on success only. Lengths and
-// alignments are bytes; heap_mask bit n lets heap n serve the request.
+// Client of both interfaces of the kernel's ION allocator. The legacy one allocates handles, which
+// are then shared as dma-buf descriptors; the modern one allocates a dma-buf descriptor. Which one
+// the kernel has is probed once per process. A failed request is reported and returns a negated
+// errno; a refused argument returns -22. Out-parameters are written only on success. Lengths and
+// alignments are in bytes. Bit n of heap_mask lets heap n serve the request.
 
 // Returns a new descriptor on /dev/ion, owned by the caller, or -1 with errno set.
 int ion_open();
 
-// Legacy kernels only. Stores a handle, which fd's device keeps.
+// Legacy kernels only. Stores a handle, which is valid only on fd.
 int ion_alloc(int fd, std::size_t len, std::size_t align, unsigned int heap_mask,
               unsigned int flags, int* handle);
 

@@ -15,7 +15,7 @@ namespace orvan {
 
 namespace {
 
-// The process's descriptor on /dev/ion, or -1 for good if the first open failed.
+// The process's descriptor on /dev/ion. If it can't be opened, it stays -1: there is no retry.
 class iondev {
  public:
   iondev() {
@@ -55,7 +55,7 @@ int IonBuffer::initWithSize(unsigned int size, unsigned long long tag) {
   int fd = -1;
   const int result = ion_alloc_fd(device.fd(), size, kAlignment, kHeapMask, 0, &fd);
   if (fd == -1) {
-    // Misspelt, but what is printed is an interface.
+    // The spelling is wrong, but scripts may read the messages, so it stays.
     Debug::gDebugInstance.error("%s: ion alloacte faile, ret=%d", "initWithSize", result);
     return -1;
   }

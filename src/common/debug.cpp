@@ -6,7 +6,7 @@
 const Debug Debug::gDebugInstance;
 
 void printMessage(const char* format, std::va_list args) {
-  const int savedErrno = errno;  // stdout may be closed or full
+  const int savedErrno = errno;  // writing fails if stdout is closed or full
   char text[1024] = {};
   std::vsnprintf(text, sizeof text, format, args);
   std::puts(text);

@@ -2,15 +2,14 @@
 
 #include <cstdarg>
 
-// How failure messages leave the tool: formatted into 1024 bytes (text beyond 1023 characters is
-// cut) and written to standard output with a newline. errno stays as it was, so a caller may still
-// word its own line after a callee has printed.
+// Writes a message and a newline to standard output. Text beyond 1023 bytes is cut. errno stays as
+// it was, so that a caller can still name the cause in a line of its own.
 [[gnu::format(printf, 1, 0)]] void printMessage(const char* format, std::va_list args);
 
-// Failure reports of the tool.
+// Prints the tool's failures.
 class Debug {
  public:
-  // Reports one line. The first argument is the name of the reporting operation.
+  // Prints one line. The first argument after the format is the operation's name.
   [[gnu::format(printf, 2, 3)]] void error(const char* format, ...) const;
 
   static const Debug gDebugInstance;

@@ -1,7 +1,7 @@
 #pragma once
 
-// A destructor stores descriptor -1 and size 0 for whoever looks at the object afterwards: an exit
-// handler, a debugger. Optimising, g++ takes such stores for dead and drops them, but not those
+// A destructor stores descriptor -1 and size 0 for an exit handler or a debugger that looks at the
+// object afterwards. An optimising g++ takes such stores for dead and drops them, unless they go
 // through a volatile reference.
 template <typename T>
 volatile T& lasting(T& member) {

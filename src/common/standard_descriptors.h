@@ -3,8 +3,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-// Opens /dev/null where standard input, output or error is closed. The next open would be given
-// that number otherwise, and messages would be written into an image, a buffer or a device.
+// Opens /dev/null in place of a closed standard input, output or error. Otherwise the next open
+// would get that number, and messages would be written into an image, a buffer or a device.
 inline void fillStandardDescriptors() {
   for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd) {
     if (fcntl(fd, F_GETFD) == -1) {

@@ -16,7 +16,7 @@ class uniquefd {
   uniquefd(const uniquefd&) = delete;
   uniquefd& operator=(const uniquefd&) = delete;
 
-  // Closes the held descriptor and takes ownership of fd; a failed open's -1 leaves it empty.
+  // Closes the held descriptor and takes ownership of fd. -1, as from a failed open, means none.
   void reset(std::int32_t fd) {
     if (mFd != -1) {
       close(mFd);

@@ -18,14 +18,14 @@ struct _plane_present {
 static_assert(sizeof(_plane_present) == 8 && offsetof(_plane_present, channel) == 0 &&
               offsetof(_plane_present, enable) == 4);
 
-// Framebuffer-style numbers: the driver doesn't use the _IOW encoding with direction and size.
+// Numbers like a framebuffer's, without the direction and size that _IOW would add.
 constexpr unsigned int FBIOPUT_PLANEINFO = 'F' << 8 | 0x31;
 constexpr unsigned int FBIOPRESENT_PLANE = 'F' << 8 | 0x32;
 constexpr unsigned int FBIO_SET_FASTLOGOMODE = 'F' << 8 | 0x35;
 static_assert(FBIOPUT_PLANEINFO == 0x4631 && FBIOPRESENT_PLANE == 0x4632 &&
               FBIO_SET_FASTLOGOMODE == 0x4635);
 
-// The process's descriptor on /dev/ge2d, or -1 for good if the first open failed.
+// The process's descriptor on /dev/ge2d. If it can't be opened, it stays -1: there is no retry.
 class svpdev {
  public:
   svpdev() {
@@ -42,7 +42,7 @@ class svpdev {
   orvan::uniquefd mFd;
 };
 
-// The only place that issues a request; the names are those of the failure line.
+// The only place that issues a request. The names are for the message of a failure.
 int request(const char* operation, const char* requestName, unsigned int number, void* record) {
   static const svpdev device;
   if (ioctl(device.fd(), number, record) != 0) {

@@ -3,8 +3,8 @@
 #include <cstddef>
 #include <cstdint>
 
-// One layer of an OSD channel, as the display driver reads it: twenty 32-bit words. Zero it whole
-// before filling it. Positions and sizes are pixels.
+// One layer of an OSD channel, as the display driver reads it: twenty 32-bit words. Zero all of it
+// before filling it in. Positions and sizes are in pixels.
 struct _plane_info {
   std::uint32_t channel;  // 0 is QM710_OSD2, 1 is QM710_OSD3
   std::int32_t param_a;
@@ -42,11 +42,11 @@ static_assert(offsetof(_plane_info, channel) == 0 && offsetof(_plane_info, param
 // The display engine's three requests. All share one descriptor on /dev/ge2d, opened by the first
 // call of the process and closed at exit. Each returns 0, or -1 after reporting the failure.
 
-// Shows info's layer on its channel (0 or 1; others are refused before the device is touched). On
-// success *out is the driver's out value; when the driver refuses, *out is -1.
+// Shows info's layer on its channel (0 or 1; others are refused before the device is touched). *out
+// becomes the driver's out value, or -1 if the driver refuses the layer.
 int submitLayer(_plane_info* info, int* out);
 
-// Hides the channel if blank is not 0, else shows it. Any channel is sent.
+// Hides the channel if blank is not 0, else shows it. Any channel number is sent.
 int blankCtrl(int blank, unsigned int channel);
 
 // Sets the driver's fast-logo mode: 1 on, 0 off.
