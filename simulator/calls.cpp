@@ -1,5 +1,5 @@
-// The system calls of the tool. The linker's --wrap sends each call of such a name here, where
-// __real_ is the system's own. Those that the simulated devices make go straight on to it.
+// The tool's system calls arrive here. The linker's --wrap sends each call of a wrapped name to
+// __wrap_NAME; __real_NAME is the system's own. Calls of the simulated devices go straight to that.
 
 #include <fcntl.h>
 #include <sys/ioctl.h>
@@ -37,8 +37,8 @@ namespace {
 std::atomic<bool> toolRuns{false};
 thread_local bool inDevices = false;
 
-// Lets the devices work on one of the tool's calls, from any thread. The result is the kernel's.
-// errno stays as it was if there is none.
+// Lets the devices answer one of the tool's calls, from any thread. The work returns a negated
+// errno if it fails; errno changes only then.
 template <typename Work>
 int answer(const Work& work) {
   static std::mutex oneAtATime;
@@ -51,8 +51,8 @@ int answer(const Work& work) {
   return result < 0 ? -1 : result;
 }
 
-// Makes one of the tool's calls, or lets it fail as it was told to. A call returns -1 and sets
-// errno if it fails; others than the tool's are just made.
+// Makes one of the tool's calls, or lets it fail if the settings say so, and logs it. A failed call
+// returns -1 and sets errno. The simulated devices' own calls are made and nothing else.
 template <typename Call>
 int perform(const char* name, const std::string& arguments, const Call& call) {
   if (!toolRuns || inDevices) {
@@ -100,7 +100,7 @@ void* performMap(std::size_t size, int protection, int flags, int fd, const Real
 
 }  // namespace
 
-// Everything is set up before the tool's main begins. An exit handler that is registered by then
+// Sets everything up before the tool's main begins. The exit handler is registered first, so it
 // runs after all of the tool's, which close the devices.
 extern "C" int __wrap_main(int argc, char** argv) {
   sim::readFaults();
@@ -115,12 +115,12 @@ extern "C" int __wrap_main(int argc, char** argv) {
   return __real_main(argc, argv);
 }
 
-// NOLINTBEGIN(bugprone-macro-parentheses): of parameter lists
+// NOLINTBEGIN(bugprone-macro-parentheses): not around parameter lists
 #define SIM_WRAP(Result, name, parameters, arguments, performer, ...)       \
   extern "C" Result __wrap_##name parameters {                              \
     return performer(__VA_ARGS__, [&] { return __real_##name arguments; }); \
   }
-// Without a mode, there is something else in its place, which the kernel doesn't look at.
+// A call without a mode leaves any value in its place. The kernel doesn't read it then.
 #define SIM_OPEN(name)                                                                 \
   SIM_WRAP(int, name, (const char* path, int flags, mode_t mode), (path, flags, mode), \
            performOpen, path, flags)
@@ -133,7 +133,7 @@ extern "C" int __wrap_main(int argc, char** argv) {
 // NOLINTEND(bugprone-macro-parentheses)
 SIM_OPEN(open)
 SIM_OPEN(open64)
-SIM_OPEN(__open_2)  // as a fortified build calls it without a mode
+SIM_OPEN(__open_2)  // an open without a mode in a fortified build
 SIM_STAT(stat, struct stat)
 SIM_STAT(stat64, struct stat64)
 SIM_MMAP(mmap, off_t)
@@ -142,7 +142,7 @@ SIM_WRAP(int, munmap, (void* at, std::size_t size), (at, size), perform, "munmap
          std::to_string(size) + " bytes")
 SIM_WRAP(int, dup, (int fd), (fd), perform, "dup", std::to_string(fd))
 
-// A close that is told to fail closes all the same, as Linux does.
+// A close that is told to fail still closes the descriptor, as on Linux.
 extern "C" int __wrap_close(int fd) {
   const int result = __real_close(fd);
   return perform("close", std::to_string(fd), [&] { return result; });

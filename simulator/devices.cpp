@@ -61,7 +61,7 @@ int openDevice(const std::string& path, bool closeOnExec) {
 
 namespace {
 
-// The record's fields as name=value; those only that differ from before, if that is given.
+// The record's fields as name=value. If before is given, only those that differ from it.
 std::string describe(const Request& request, const std::int32_t* words,
                      const std::int32_t* before = nullptr) {
   std::string text;
@@ -81,7 +81,7 @@ std::string describe(const Request& request, const std::int32_t* words,
   return " {" + text + "}";
 }
 
-// The driver's work, or what it was told to answer.
+// Lets the driver do its work, or give the answer that it was told to give.
 int perform(const Request& request, std::int32_t* words) {
   const Fault* const fault = nextFault(request.name);
   if (fault == nullptr || fault->result > 0) {
@@ -108,7 +108,7 @@ int answerRequest(int fd, std::uint32_t code, void* record) {
     result = fcntl(fd, F_GETFD) == -1 ? -EBADF : request == nullptr ? -ENOTTY : -EFAULT;
     log += resultText(result);
   } else {
-    // As a driver does: copy in, work on the copy, copy out.
+    // Like a driver: copy the record in, work on the copy, copy it out.
     alignas(std::uint64_t) std::int32_t words[20] = {};
     std::int32_t before[20] = {};
     memcpy(words, record, request->size);

@@ -36,8 +36,8 @@ int errnoOf(const std::string& name) {
   return error;
 }
 
-// Whether the tool makes such a call, or the chosen devices have such a request, and it can give
-// that answer.
+// Whether the tool makes this call, or the chosen devices have this request, and whether that can
+// give this answer.
 bool canMeet(const Fault& fault) {
   const char* const calls[] = {"open", "stat", "mmap", "munmap", "dup", "close"};
   if (std::find(std::begin(calls), std::end(calls), fault.call) != std::end(calls)) {

@@ -50,7 +50,7 @@ class Display {
     if (taken.length == 0) {
       return fcntl(layer.dma_buf_fd, F_GETFD) == -1 ? -EBADF : -EINVAL;
     }
-    // A mapping holds the buffer without a descriptor of the tool's, as a driver does.
+    // A mapping keeps the buffer without using up a descriptor, as a driver does.
     if (!settings().state.empty() || logging()) {
       void* const bytes = mmap(nullptr, taken.length, PROT_READ, MAP_SHARED, layer.dma_buf_fd, 0);
       if (bytes == MAP_FAILED) {

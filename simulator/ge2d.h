@@ -5,8 +5,8 @@
 
 namespace sim {
 
-// The layer record as the display driver receives it. Deliberately not the tool's own struct: a
-// slip there must show here.
+// The layer record as the display driver receives it. This is deliberately not the tool's own
+// struct, so that a mistake there shows here.
 struct Layer {
   std::uint32_t channel;
   std::int32_t param_a, format, param_b, param_c, param_d;
@@ -24,7 +24,7 @@ struct Channel {
   bool touched = false;  // a layer or a blank was taken
   bool shown = false;
   Layer layer = {};                      // the last one
-  const unsigned char* bytes = nullptr;  // of its buffer, mapped until the process ends
+  const unsigned char* bytes = nullptr;  // of the buffer, mapped until the process ends
   std::size_t length = 0;
 };
 

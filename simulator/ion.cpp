@@ -63,10 +63,10 @@ class Allocator {
   int free(std::int32_t& handle) { return mHandles.erase(handle) == 1 ? 0 : -EINVAL; }
 
  private:
-  // Takes memory from the heap and names the buffer. The memory counts until the process ends,
-  // whatever is closed.
+  // Takes memory from the heap and names the buffer. The memory counts as used until the process
+  // ends, even if everything is closed.
   int reserve(std::uint64_t length, std::uint32_t heaps, std::string& name) {
-    // The kernels round up in 32 bits, where the lengths of the last page become 0.
+    // The kernels round up in 32 bits, so a length in the last page would become 0.
     if (length == 0 || length > UINT32_MAX - 4095) {
       return -EINVAL;
     }
@@ -89,8 +89,8 @@ class Allocator {
 
   std::uint64_t mUsed = 0;  // bytes
   unsigned mBuffers = 0;
-  // The buffer of each handle. Its memory is made when it is shared: as in a kernel, no descriptor
-  // of the process holds it before.
+  // The name of each handle's buffer. The memory is made when the handle is shared: as in a kernel,
+  // the process has no descriptor of it before that.
   std::map<std::int32_t, std::string> mHandles;
 };
 
@@ -98,7 +98,7 @@ class Allocator {
 
 const std::vector<Request>& ionRequests() {
   static auto* const allocator = new Allocator;
-  // The modern allocator knows no free; it is here by name because the tool probes with it.
+  // The modern allocator has no free. It is listed because the tool probes with it.
   static const auto& modern = *new std::vector<Request>{
       {kIon, 0xC0044901, "free", 4, "handle", [](void* /*record*/) { return -ENOTTY; }},
       {kIon, 0xC0184900, "alloc", 24, "++len +heap_mask +flags fd +reserved",

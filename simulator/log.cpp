@@ -11,7 +11,7 @@ namespace sim {
 
 namespace {
 
-// The file is opened for each line: the tool's own descriptors keep the numbers of an ordinary run.
+// Opens the file for each line, so that the tool's descriptors have their usual numbers.
 void append(const std::string& text) {
   const std::string& path = settings().log;
   fillFile(File(std::fopen(path.c_str(), "ae"), std::fclose), path,
@@ -25,7 +25,7 @@ bool logging() { return !settings().log.empty(); }
 void startLog() {
   struct stat there = {};
   if (stat(settings().log.c_str(), &there) == 0 && S_ISFIFO(there.st_mode)) {
-    reject("LOG", settings().log, "a pipe, whose reader would see the end after each line");
+    reject("LOG", settings().log, "a pipe, whose reader would see an end of file after each line");
   }
   std::string why;
   try {

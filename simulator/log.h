@@ -4,14 +4,14 @@
 
 namespace sim {
 
-// Makes the log's file if it isn't there. One that can't be written ends the process like a wrong
-// setting.
+// Makes the log's file if it doesn't exist. If it can't be written, the process ends as with a
+// wrong setting.
 void startLog();
 
-// Whether anybody reads the log: without it no call does work for it.
+// Whether there is a log. Without one, no call does any work for it.
 bool logging();
 
-// Appends a line, in one write. The first that can't be written is said on standard error.
+// Appends a line in one write. The first line that can't be written is reported on standard error.
 void logLine(const std::string& line);
 
 // " = 0", or " = -1 EINVAL" for a negated errno.

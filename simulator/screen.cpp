@@ -16,8 +16,8 @@ namespace sim {
 
 namespace {
 
-// Which of an image's columns, or rows, each of the screen's shows, where a window shows a crop.
-// UINT64_MAX where nothing is shown.
+// The column (or row) of the image that each column (or row) of the screen shows, for a window and
+// a crop. UINT64_MAX where nothing is shown.
 std::vector<std::uint64_t> shown(std::int64_t window, std::int64_t windowSize, std::int64_t crop,
                                  std::int64_t cropSize, std::int64_t screenSize) {
   std::vector<std::uint64_t> sources(static_cast<std::size_t>(screenSize), UINT64_MAX);
@@ -35,7 +35,7 @@ void drawLayer(Layer layer, std::string_view buffer, std::vector<Colour>& screen
                    [&](const PixelFormat& known) { return known.code == layer.format; });
   const bool known = format != std::end(kPixelFormats);
   const bool hatched = layer.compress != 0 || !known;
-  if (hatched) {  // nobody here can decode it: a pattern as large as the window
+  if (hatched) {  // it can't be decoded here: draw a pattern as large as the window
     layer.crop_x = layer.crop_y = 0;
     layer.crop_w = layer.buf_width = layer.window_w;
     layer.crop_h = layer.buf_height = layer.window_h;
@@ -47,12 +47,12 @@ void drawLayer(Layer layer, std::string_view buffer, std::vector<Colour>& screen
   const std::string found = "the buffer has " + std::to_string(buffer.size());
   if (layer.compress == 0 && !known) {
     complain(name + "format " + std::to_string(layer.format) +
-             " is unknown, so the length needed is too; " + found +
-             " bytes, drawn as a hatched box.");
+             " is unknown, and so is the length needed; " + found +
+             " bytes and is drawn as a hatched box.");
   } else if (buffer.size() < needed) {
     complain(name + format->name + " of " + std::to_string(width) + "x" + std::to_string(height) +
-             " needs " + std::to_string(needed) + " bytes, " + found +
-             ": what is missing is not drawn.");
+             " needs " + std::to_string(needed) + " bytes, but " + found +
+             ": the missing part is not drawn.");
   }
   const auto columns =
       shown(layer.window_x, layer.window_w, layer.crop_x, layer.crop_w, settings().width);
@@ -73,8 +73,8 @@ void drawLayer(Layer layer, std::string_view buffer, std::vector<Colour>& screen
   }
 }
 
-// Keeps what the run did to a channel in its file: the record of the layer that it shows, and then
-// the bytes of the buffer. A channel that shows nothing has no file.
+// Writes the file of a channel that the run changed: the record of its layer, then the bytes of the
+// buffer. A channel that shows nothing has no file.
 void keepChannel(const Channel& channel, const std::string& path) {
   if (!channel.shown) {
     require(unlink(path.c_str()) == 0 || errno == ENOENT, path);
@@ -87,8 +87,8 @@ void keepChannel(const Channel& channel, const std::string& path) {
   });
 }
 
-// Draws a channel from its file, which is mapped: what nobody looks at is not read. A run at the
-// same time renames a new file over this one, which stays whole.
+// Draws a channel from its file, which is mapped so that only the pixels that are shown are read.
+// Another run may replace the file meanwhile, but only by renaming: the mapped one stays whole.
 void drawChannel(const std::string& path, std::vector<Colour>& screen) {
   orvan::uniquefd fd;
   fd.reset(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));

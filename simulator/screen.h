@@ -2,8 +2,8 @@
 
 namespace sim {
 
-// Keeps what the run showed or blanked, if anything, and draws the screen, or says why it couldn't
-// and ends the process with status 1. Does nothing if there is no folder for the state. PC only.
+// Keeps what the run showed or blanked, if anything, and draws the screen. If it can't, it says why
+// and ends the process with status 1. Does nothing without a folder for the state. PC only.
 void drawScreen();
 
 }  // namespace sim

@@ -15,7 +15,7 @@ namespace sim {
 
 namespace {
 
-const std::string kPrefix = "PLANESHOW_SIM_";  // NOLINT(cert-err58-cpp): no memory, no trial
+const std::string kPrefix = "PLANESHOW_SIM_";  // NOLINT(cert-err58-cpp): needs memory to run
 
 // The variables that are set, without their prefix.
 std::map<std::string, std::string> readEnvironment() {
@@ -30,7 +30,7 @@ std::map<std::string, std::string> readEnvironment() {
   return found;
 }
 
-// The value, or if it isn't set the first of the choices.
+// Returns the value, or the first of the choices if it is empty.
 std::string choose(const std::string& name, const std::string& value,
                    std::initializer_list<const char*> choices) {
   if (value.empty()) {
@@ -48,13 +48,13 @@ std::string environment(const char* name) {
 }
 
 void makeFolders(const std::string& path) {
-  std::error_code each;  // what matters is what is there in the end
+  std::error_code each;  // what counts is the folder at the end
   std::filesystem::create_directories(path, each);
   require(access((path + "/").c_str(), X_OK) == 0, path);
 }
 
-// Makes the folder for the screen's state if it isn't there. The default one is for the user alone:
-// in a folder, or behind a link, of somebody else's the pictures would not be the user's own.
+// Makes the folder for the screen's state if it doesn't exist. The default one is for the user
+// alone: somebody else who owned the folder, or a link of its name, could change the pictures.
 std::string makeFolder(std::string folder) {
   if (!folder.empty()) {
     makeFolders(folder);
@@ -83,7 +83,7 @@ std::string makeFolder(std::string folder) {
 
 Settings readSettings() {
   auto variables = readEnvironment();
-  // Takes one out: those that nobody takes are misspelt.
+  // Takes a variable out. Those that are left in the end are misspelt.
   const auto take = [&](const char* name) {
     const auto taken = variables.extract(name);
     return taken.empty() ? "" : taken.mapped();
@@ -113,7 +113,7 @@ Settings readSettings() {
   } catch (const std::exception& failure) {
     complain(failure.what() + std::string(": name a folder in PLANESHOW_SIM_STATE"));
   }
-  std::exit(2);  // out here, where the failure has been released
+  std::exit(2);  // out here, after the failure has been released
 }
 
 }  // namespace

@@ -11,16 +11,16 @@ struct Settings {
   std::uint64_t memory = UINT64_MAX;  // bytes that the allocator has
   std::string fail;                   // see faults.h
   std::string log;                    // path, empty for none
-  std::string state;                  // folder of the screen's state, empty if it isn't drawn
+  std::string state;                  // folder of the screen's state, empty if none is drawn
   std::int32_t width = 1920;          // of the screen, pixels
   std::int32_t height = 1080;
 };
 
 // Read from the environment once. A setting that makes no sense ends the process with status 2 and
-// one line on standard error: a trial on devices other than those asked for is worse than none.
+// one line on standard error: a run on other devices than those asked for would mislead.
 const Settings& settings();
 
-// Ends the process over a setting; the name is without the prefix that all have.
+// Ends the process because of a wrong setting. The name is without PLANESHOW_SIM_.
 [[noreturn]] void reject(const std::string& name, const std::string& value, const std::string& why);
 
 }  // namespace sim

@@ -1,4 +1,4 @@
-# Runs the built programs, each in a fresh folder, and never on this machine's own devices:
+# Runs the built programs, each in a fresh folder and never on this machine's own devices:
 #   pytest-3 tests --build build/debug -k NAME
 
 import fnmatch
@@ -13,17 +13,17 @@ import pytest
 
 SOURCE = pathlib.Path(__file__).resolve().parent.parent
 
-# What a modern kernel's answer to the question for the interface makes planeshow print.
+# What planeshow prints when a modern kernel answers the probe.
 PROBED = "ioctl c0044901 failed with code -1: Inappropriate ioctl for device\n\n"
-# What ends a run without a buffer.
+# The last line of a run that got no buffer.
 NO_BUFFER = "main: initImageBuffer error, exit!\n"
 NOT_READ = "initImageBuffer: read image file return error!\n" + NO_BUFFER
 
-# A test with this mark is skipped where the build lacks something: see has in build().
+# A test with this mark is skipped if the build lacks what it names, see has in build().
 needs = pytest.mark.needs
 
 
-# A test for each row; its name says what the row proves.
+# Makes a test of each row. The row's name says what it proves.
 def table(names, rows):
     return pytest.mark.parametrize(names, rows.values(), ids=rows)
 
@@ -48,10 +48,10 @@ def build(request):
     elf = (folder / "planeshow").read_bytes()
     bits, arm, wrap = 32 * elf[4], elf[18] == 40, os.environ.get("WRAP", "").split()
     has = {f"{bits} bits", "ARM" if arm else "pictures"}
-    # Valgrind keeps some descriptors and memory for itself, and a sanitizer needs one for a moment.
+    # Valgrind keeps some descriptors and memory for itself, and a sanitizer needs a descriptor for a moment.
     has |= set() if wrap else {"all descriptors and limits"}
     has |= set() if wrap or b"__ubsan_handle" in elf else {"last descriptor"}
-    legacy_alloc = "c0204900" if bits == 64 else "c0144900"  # its record has the platform's size type
+    legacy_alloc = "c0204900" if bits == 64 else "c0144900"  # its record has size_t members
     nm = "arm-linux-gnueabihf-gcc-nm" if arm else "gcc-nm"  # which read objects for link-time optimisation, too
     return types.SimpleNamespace(folder=folder, has=has, legacy_alloc=legacy_alloc, nm=nm, wrap=[*wrap, *(["qemu-arm"] if arm else [])])
 
@@ -63,10 +63,10 @@ def skip_what_is_lacking(request, build):
             pytest.skip(f"this build has no {mark.args[0]}")
 
 
-# run(command) gives what a program printed (out, err), the simulated devices' log (lines) and the exit status.
-# Another status than 0, or anything on standard error, fails the test unless it is expected. NAME=value before the
-# program sets a variable of its environment; SIM_ stands for PLANESHOW_SIM_. Only the standard descriptors are
-# inherited: the numbers of the others are printed. Nothing of the person's own is read or written.
+# run(command) returns what a program printed (out, err), the lines of the simulated devices' log (log) and the exit
+# status. Another status than 0, or anything on standard error, fails the test unless it is expected. NAME=value before
+# the program sets a variable of its environment; SIM_ stands for PLANESHOW_SIM_. The program inherits only the standard
+# descriptors, so that the others have the same numbers everywhere, and none of the person's own settings and files.
 @pytest.fixture
 def run(build, tmp_path, monkeypatch):
     monkeypatch.chdir(tmp_path)

@@ -1,5 +1,5 @@
-// Calls single operations in the order of the arguments and says on standard error what came of
-// each, so that a table can drive them in a fresh process. Standard output is the operations' own.
+// Calls the operations that its arguments name, in their order, so that a table can drive them in a
+// fresh process. The results go to standard error, what the operations print to standard output.
 
 #include <sys/mman.h>
 
@@ -26,7 +26,7 @@
 
 namespace {
 
-// operation[=number,...], or operation=text. Numbers that aren't given are 0.
+// operation[=number,...], or operation=text. Missing numbers are 0.
 struct Call {
   explicit Call(const std::string& call)
       : name(call.substr(0, call.find('='))), text(call.substr(call.find('=') + 1)) {
@@ -44,15 +44,15 @@ struct Call {
   std::vector<std::int64_t> numbers;
 };
 
-// What follows the result.
+// What is printed after the result.
 std::ostringstream details;  // NOLINT(cert-err58-cpp): without memory there is nothing to test
 
-// An out-parameter, or none for "null".
+// An out-parameter, or a null pointer if the text is "null".
 // NOLINTNEXTLINE(cppcoreguidelines-special-member-functions): lives for one call
 struct Out {
   explicit Out(const Call& call) : where(call.text == "null" ? nullptr : &value) {}
   ~Out() { details << ' ' << value; }
-  int value = -7;  // what a failed operation must leave alone
+  int value = -7;  // a failed operation must not change it
   int* where;
 };
 
@@ -71,7 +71,7 @@ std::ostream& operator<<(std::ostream& stream, const orvan::PrivateBuffer& recor
   return stream << ' ' << record.fd << ' ' << record.size << ' ' << record.tag << ' ' << mapped;
 }
 
-// Makes a buffer and then lets it get its memory once more.
+// Makes a buffer, and then lets it allocate once more.
 int buffer(const Call& call) {
   alignas(orvan::IonBuffer) unsigned char place[sizeof(orvan::IonBuffer)] = {};
   auto* const made = new (place) orvan::IonBuffer(call.b(), call.length());
@@ -79,7 +79,7 @@ int buffer(const Call& call) {
   const int result = made->initWithSize(call.b(), call.length() + 1);
   details << *made->getPrivateBuffer() << ", then";
   made->~IonBuffer();
-  orvan::PrivateBuffer left = {};  // in the bytes that the buffer stood in
+  orvan::PrivateBuffer left = {};  // read from where the buffer was
   memcpy(&left, place, sizeof left);
   details << left;
   return result;
@@ -102,7 +102,7 @@ int submit(const Call& call) {
   return result;
 }
 
-// Allocates a hundred handles in each of eight threads; returns how many different ones there are.
+// Allocates a hundred handles in each of eight threads. Returns how many of them differ.
 int threads(const Call& /*call*/) {
   std::array<int, 800> handles = {};
   std::array<std::thread, 8> running;
@@ -152,7 +152,7 @@ int atExit(const Call& call) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);  // as in a run: a line that can't be written fails
+  std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);  // as in a run: each line is written at once
   for (int i = 1; i < argc; ++i) {
     perform(Call(argv[i]));
   }

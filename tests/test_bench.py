@@ -1,4 +1,4 @@
-# bench/run.py compares the times of two programs. They say nothing unless both make the same calls.
+# bench/run.py compares the times of two programs. The times mean nothing unless both make the same calls.
 
 from conftest import table
 

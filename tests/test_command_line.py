@@ -1,4 +1,4 @@
-# What the command line alone decides, on the very executable that is delivered.
+# Runs that the command line alone decides, with the executable that is delivered.
 
 import resource
 from textwrap import dedent
@@ -39,12 +39,12 @@ NOT_FOUR = "\nERROR: please specify the correct image crop or output window!\n" 
 @table("arguments, printed", {
     "no arguments": ("", NO_INPUT),
     "an empty name": ("--input= -v", NO_INPUT),
-    "the input is looked at first": ("-o 1", NO_INPUT),
+    "the input is checked first": ("-o 1", NO_INPUT),
     "the help": ("-i image.raw --help", HELP + FORMATS),
-    "given at all is enough": ("--help=false", HELP + FORMATS),
+    "the help whatever its value": ("--help=false", HELP + FORMATS),
     "a window of three": ("-i x -o 0,0,1280", NOT_FOUR),
     "a list is appended to the one before": ("-i x -o 1,1,1,1 -o 1,1,1,1", NOT_FOUR),
-    "a crop of five, and a blank's is looked at too": ("--blank -c 1,2,3,4,5", NOT_FOUR)})
+    "a crop of five, checked even for a blank": ("--blank -c 1,2,3,4,5", NOT_FOUR)})
 def test_help(run, arguments, printed):
     assert run("planeshow " + arguments).out == printed
 
@@ -52,11 +52,11 @@ def test_help(run, arguments, printed):
 @table("arguments, error", {
     "an error beats the help": ("--help --bogus", "Option ‘bogus’ does not exist"),
     "-h is the height": ("-h", "Option ‘h’ is missing an argument"),
-    "not the last of the joined ones": ("-wv 800", "Option ‘w’ requires an argument"),
+    "only the last joined one takes a value": ("-wv 800", "Option ‘w’ requires an argument"),
     "a short one can't carry its value": ("-i=x", "Argument ‘-i=x’ starts with a - but has incorrect syntax"),
     "long ones have two letters": ("--w=1", "Argument ‘--w=1’ starts with a - but has incorrect syntax"),
     "on and off have their words": ("--afbc=yes", "Argument ‘yes’ failed to parse"),
-    "looked at though unused": ("--colorIndex abc", "Argument ‘abc’ failed to parse"),
+    "checked though unused": ("--colorIndex abc", "Argument ‘abc’ failed to parse"),
     "the target is a number": ("-h 600 -t 1x", "Argument ‘1x’ failed to parse"),
     "an empty piece of a list": ("-o 0,,1280,720", "Argument ‘’ failed to parse"),
     "a blank in a list": ("-c '0, 0,1,1'", "Argument ‘ 0’ failed to parse"),
@@ -67,7 +67,7 @@ def test_errors(run, arguments, error):
     assert run("planeshow " + arguments).out == f"error parsing options: {error}\n"
 
 
-# The longest that the parser's own pattern gets, and one that would overflow a small stack with it.
+# The longest argument for the parser's own pattern, and one that would overflow a small stack with it.
 @needs("all descriptors and limits")
 @table("length", {"its own pattern": 250, "the other one": 999})
 def test_small_stack(run, length):
@@ -76,8 +76,8 @@ def test_small_stack(run, length):
     assert ran.out == f"error parsing options: Option ‘{'x' * (length - 2)}’ does not exist\n"
 
 
-# One argument may have 128 KiB: the parser's own patterns would overflow the stack. MANY stands for 131000 of the
-# letter.
+# An argument may have 128 KiB, with which the parser's own pattern would overflow the stack. MANY stands for 131000
+# times the letter.
 @table("letter, arguments, printed", {
     "a number": ("1", "-w MANY", "error parsing options: Argument ‘MANY’ failed to parse\n"),
     "zeros that make small numbers": ("0", "--help -w 0xMANY7 --height=MANY", HELP + FORMATS),

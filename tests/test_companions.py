@@ -14,7 +14,7 @@ from PIL import Image
 from conftest import SOURCE, needs, table
 
 
-# The bytes in memory, on ARM too.
+# The card is that of the README, on ARM too.
 def test_card(run):
     run("planeshow-testcard RGB888 320x180 card")
     card = Image.frombytes("RGB", (320, 180), pathlib.Path("card").read_bytes(), "raw", "BGR")
@@ -25,7 +25,7 @@ def chunk(name, content, checksum=0):
     return struct.pack(">I", len(content)) + name + content + struct.pack(">I", zlib.crc32(name + content) ^ checksum)
 
 
-# A PNG by hand. In hexadecimal: rows each begin with 00.
+# Makes a PNG by hand. The rows are in hexadecimal and each begins with 00.
 def png(width, height, bits, kind, rows, *chunks, interlaced=0):
     header = chunk(b"IHDR", struct.pack(">2I5B", width, height, bits, kind, 0, 0, interlaced))
     return b"\x89PNG\r\n\x1a\n" + header + b"".join(chunks) + chunk(b"IDAT", zlib.compress(bytes.fromhex(rows))) + (
@@ -62,7 +62,7 @@ def test_converter(run, picture, size, format, memory):
     assert pathlib.Path("it's").read_bytes() == bytes.fromhex(memory)
 
 
-# Nothing is converted to other pixels than the file's without a word.
+# A damaged picture is never converted to other pixels without a message.
 @table("picture, said, status", {
     "a damaged transparency": (png(2, 1, 8, PALETTE, "00 0001", COLOURS, chunk(b"tRNS", b"\x80", checksum=1)),
                                "tRNS: CRC error", 1),
@@ -80,7 +80,7 @@ def test_damaged(run, picture, said, status):
     assert os.path.exists("file") == (status == 0)
 
 
-# One line, status 1, and nothing half-written stays.
+# A refusal is one line and status 1, and no half-written file is left.
 @table("command, why", {
     "no arguments": ("testcard", "usage: planeshow-testcard FORMAT WIDTHxHEIGHT FILE"),
     "no such folder": ("testcard RGB565 2x2 none/f", "none/f: No such file or directory"),
@@ -89,7 +89,7 @@ def test_damaged(run, picture, said, status):
     f"{size} is no size": (f"testcard ARGB8888 {size} f", f"{size}: the size is WIDTHxHEIGHT, both 1 or more, and a card "
                            "has less than 4 GiB") for size in ("0x5", "5x", "x5", "2x2x", "65536x16384")})
 def test_refused(run, command, why):
-    os.symlink("/dev/full", "full")  # not by its own name, which would be the worse for a fault
+    os.symlink("/dev/full", "full")  # a link, so that a fault can't replace the device itself
     os.symlink(".", "link")
     before = os.listdir()
     run(f"planeshow-{command}", status=1, err=f"planeshow-{command.split()[0]}: {why}\n")
@@ -100,12 +100,12 @@ def test_refused(run, command, why):
 @table("command, why", {
     "no such picture": ("none.png RGB888 f", "none.png: No such file or directory"),
     "a folder": (". RGB888 f", ".: Is a directory"),
-    "the picture itself": ("image.raw RGB888 ./image.raw", "./image.raw: is the picture itself")})
+    "the picture itself": ("image.raw RGB888 ./image.raw", "./image.raw: this is the picture itself")})
 def test_not_converted(run, command, why):
     run(f"planeshow-convert {command}", status=1, err=f"planeshow-convert: {why}\n")
 
 
-# A file is replaced, and so is a link to one; a file's permissions stay.
+# A file is replaced and keeps its permissions. A link to a file is replaced, too.
 def test_replaced(run):
     pathlib.Path("kept").write_text("as it was")
     os.chmod("kept", 0o600)
@@ -116,7 +116,7 @@ def test_replaced(run):
     assert (pathlib.Path("kept").read_bytes(), os.stat("kept").st_mode) == (b"\xff\xff", 0o100600)
 
 
-# What is no file gets the pixels and nothing else, whatever its name is and wherever it leads.
+# Standard output gets the pixels and nothing else, even through a link and if it is a file.
 @needs("pictures")
 def test_standard_output(run):
     pathlib.Path("picture.png").write_bytes(FOUR)
@@ -127,7 +127,7 @@ def test_standard_output(run):
     assert pathlib.Path("out").read_bytes().hex() == "26c3836100002108"
 
 
-# The old file stays, and no half one, where there is no room and where somebody interrupts.
+# If there is no room or somebody interrupts, the old file stays and no half-written one is left.
 @needs("all descriptors and limits")
 def test_no_room(run):
     run("planeshow-testcard RGB565 100x100 image.raw", 1, "planeshow-testcard: image.raw: File too large\n",
@@ -145,7 +145,7 @@ def test_interrupted(run, build):
     assert (os.listdir(), pathlib.Path("image.raw").read_bytes()) == (["image.raw"], b"123456789")
 
 
-# A reader that has gone is an error like others.
+# If the reader has gone, that is an ordinary error.
 def test_no_reader(run):
     reader, writer = os.pipe()
     os.close(reader)

@@ -28,7 +28,7 @@ END = ["close 5 = 0", "close 3 = 0", "close 4 = 0"]
 SHOWN = IMAGE + MODERN + COPY + LAYER + END
 
 
-# The layer as it is printed.
+# Returns the layer as it is printed.
 def panel(record):
     return dedent("""\
 
@@ -71,7 +71,7 @@ def test_blank(run):
     "the window is sent as is": ("-o -1,2,-3,4,", "window_x=-1 window_y=2 window_w=-3 window_h=4"),
     "the crop reaches right and bottom": ("-c 100,50,10,10", "crop_x=100 crop_y=50 crop_w=620 crop_h=430"),
     "a crop before the image": ("-c -5,-5,10,10", ""),
-    "a crop behind the image": ("-c 900,481,0,0", "crop_x=720 crop_y=480 crop_w=0 crop_h=0"),
+    "a crop beyond the image": ("-c 900,481,0,0", "crop_x=720 crop_y=480 crop_w=0 crop_h=0"),
     "the largest number": ("-w 2147483647", "buf_width=2147483647 crop_w=2147483647"),
     "a negative size is the limit": (
         "-w -5 -h -2147483648", "buf_width=-5 buf_height=-2147483648 crop_x=-5 crop_y=-2147483648 crop_w=0 crop_h=0"),
@@ -118,8 +118,8 @@ def filled(*numbers):
     return [f"open /dev/null O_RDWR = {number}" for number in numbers]
 
 
-# Messages that can't be printed change neither the calls nor the status, though the allocator's interface is
-# told by the errno of a request whose failure has just been printed.
+# Messages that can't be printed change neither the calls nor the status. Printing must not even change errno,
+# which tells the allocator's interface after the probe's failure was printed.
 @needs("all descriptors and limits")
 @table("command, log, prepare", {
     "full": ("planeshow-sim -i image.raw", SHOWN, lambda: os.dup2(os.open("/dev/full", os.O_WRONLY), 1)),
@@ -133,7 +133,7 @@ def test_unprintable(run, command, log, prepare):
     assert run(command, preexec_fn=prepare).log == log
 
 
-# What was printed has left the process when the driver is asked, into a file too.
+# Even into a file, a line is written before the next request to a driver is made.
 def test_printed_before_asked(run):
     with open("both", "a") as both:
         run("SIM_LOG=both planeshow-sim -i image.raw", stdout=both)

@@ -18,8 +18,8 @@ def not_allocated(result):
     return f"initWithSize: ion alloacte faile, ret={result}\n{NO_BUFFER}"
 
 
-# The fault, a list of those that PLANESHOW_SIM_FAIL takes, and what is printed. Of the layer only the descriptor
-# tells runs apart. LEGACY_ALLOC stands for the number of that request, which the build's kind decides.
+# Each row has a value of PLANESHOW_SIM_FAIL and what is printed; of the layer only the descriptor, which is all that
+# may differ. LEGACY_ALLOC stands for the number of that request, which depends on the build.
 @table("ion, fault, printed", {
     "stat": ("modern", "stat:EIO", "initFromFile: Image: can not find the image file: image.raw\n" + NOT_READ),
     "open the image": ("modern", "open:EIO:1", "initFromFile: Could not open 'image.raw', Input/output error(5)\n" + NOT_READ),
@@ -43,7 +43,7 @@ def not_allocated(result):
     "layer": ("modern", "put:EIO", PROBED + LAYER + NOT_SHOWN),
     "positive is a failure for the display only": (
         "modern", "alloc:7,fastlogo:5,put:1", PROBED + NO_FASTLOGO + LAYER + NOT_SHOWN),
-    "what nobody looks at": ("modern", "munmap:EIO,close:EIO", PROBED + LAYER),
+    "failures that are ignored": ("modern", "munmap:EIO,close:EIO", PROBED + LAYER),
     "legacy: probe": ("legacy", "free:EIO:1", f"ioctl c0044901 {EIO}{LAYER}"),
     "legacy: allocate": ("legacy", "alloc:EIO", f"{LEGACY}ioctl LEGACY_ALLOC {EIO}" + not_allocated(-5)),
     "legacy: share": ("legacy", "share:EIO", f"{LEGACY}ioctl c0084904 {EIO}" + not_allocated(-5)),

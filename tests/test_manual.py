@@ -1,4 +1,4 @@
-# What the manual pages say is what there is.
+# The manual pages agree with the programs.
 
 import re
 import subprocess
@@ -22,7 +22,7 @@ def test_options_are_those_of_the_help(run):
     assert options(page("planeshow.1").split("\nOPTIONS")[1].split("\nVALUES")[0]) == in_help
 
 
-# Each message, from the strings of the sources; a request's name is a string of its own.
+# The messages are found in the strings of the sources. A request's name is a string of its own.
 def test_every_message_is_explained():
     strings = re.findall(r'"([^"]*)"', "".join(path.read_text() for path in SOURCE.glob("src/*/*.cpp")))
     messages = {text.removeprefix("%s: ").split("%")[0].removesuffix("\\n").strip() for text in strings

@@ -10,9 +10,9 @@ ALLOC = "*alloc {len=9 *} = 0 {fd=*}"
 IMAGE = ["stat image.raw = 0", "open image.raw O_RDONLY = 3"]
 
 
-# Results: of open with the errno, of an allocation with the out-parameter, of an image with its bytes, of a buffer
-# with its record (descriptor, size, tag, mapping) when made, when given memory once more and when destroyed, of a
-# submission with out-parameter and the record's out value. -7 and 99 are untouched.
+# What follows a result: of open the errno, of an allocation the out-parameter, of an image its bytes, of a submission
+# the out-parameter and the record's out value, of a buffer its record (descriptor, size, tag, mapping) when it is
+# made, has allocated once more and is destroyed. -7 and 99 mean that the value was not touched.
 @table("command, results, log", {
     "a null, before the probe": (
         "probe open alloc=null alloc_fd=null", ["open = 3 0", "alloc = -22 -7", "alloc_fd = -22 -7"], [ION]),
@@ -21,13 +21,13 @@ IMAGE = ["stat image.raw = 0", "open image.raw O_RDONLY = 3"]
     "a modern kernel has no handles": (
         "probe open alloc=9 share=1 alloc_fd=9", ["open = 3 0", "alloc = -22 -7", "share = -22 -7", "alloc_fd = 0 4"],
         [ION, PROBE, "*alloc {len=9 heap_mask=130 flags=5 fd=0 reserved=0} = 0 {fd=4}"]),
-    "a legacy kernel has": (
+    "a legacy kernel has handles": (
         "SIM_ION=legacy probe open alloc=9 share=1 alloc_fd=9",
         ["open = 3 0", "alloc = 0 1", "share = 0 4", "alloc_fd = 0 5"],
         [ION, LEGACY_PROBE, "*alloc {len=9 align=4096 heap_mask=2 flags=0 handle=0} = 0 {handle=1}",
          "*share {handle=1 fd=0} = 0 {fd=4}", "*alloc {len=9 align=64 heap_mask=130 flags=5 handle=0} = 0 {handle=2}",
          "*share {handle=2 fd=0} = 0 {fd=5}", "*free {handle=2} = 0 {}"]),
-    "positive results are handed on": (
+    "positive results are passed on": (
         "SIM_ION=legacy SIM_FAIL=alloc:3,share:5,free:7:2 probe open alloc_fd=9 alloc=9",
         ["open = 3 0", "alloc_fd = 5 4", "alloc = 3 1"],
         [ION, LEGACY_PROBE, "*alloc {*} = 3 *", "*share {*} = 5 *", "*free {*} = 7 *", "*alloc {*} = 3 *"]),
@@ -60,7 +60,7 @@ IMAGE = ["stat image.raw = 0", "open image.raw O_RDONLY = 3"]
         ["open = 3 0", "alloc_fd = 0 4", "submit = 0 1 -1", "submit = -1 -1 -1"],
         [ION, PROBE, "*alloc *", GE2D, "layer *", "*put {channel=1 *out_value=-1} = 0 {out_value=1}",
          "*put {channel=0 *out_value=-1} = -1 EBADF", "close 5 = 0"]),
-    "channels and modes as they are": (
+    "channels and modes are sent as is": (
         "probe blank=1,0 blank=0,1 blank=5,9 fastlogo=7", ["blank = 0", "blank = 0", "blank = -1", "fastlogo = -1"],
         [GE2D, "*present {channel=0 enable=0} = 0 {}", "*present {channel=1 enable=1} = 0 {}",
          "*present {channel=9 enable=0} = -1 EINVAL", "*fastlogo {mode=7} = -1 EINVAL", "close 3 = 0"])})
@@ -68,7 +68,7 @@ def test_results(run, command, results, log):
     assert_lines(run(command, err="\n".join(results) + "\n").log, log)
 
 
-# The message can't be printed; the caller's next line needs the errno of the open all the same.
+# The caller's next line needs the errno of the open, even if the message can't be printed.
 def test_open_keeps_errno(run):
     with open("/dev/full", "w") as full:
         run("SIM_ION=forbidden probe open", err="open = -1 13\n", stdout=full)
@@ -78,7 +78,7 @@ def test_no_program_name(run):
     assert run("probe parse_nothing").out.startswith("\nERROR: please specify the input file name!\n")
 
 
-# A device that has been closed at exit is -1, and not the number that it had.
+# After a device is closed at exit, its descriptor is -1 and not the old number.
 @table("call, result, at_exit", {
     "the display": ("blank=1,0", "blank = 0", "blank = -1"),
     "the allocator": ("buffer=7,9", "buffer = 0 4 9 7 mapped, then 5 9 8 mapped, then -1 0 0 mapped",

@@ -13,7 +13,7 @@ pytestmark = needs("pictures")
 SAID = "planeshow-sim: the screen is in ./screen.png\n"
 
 
-# screen(arguments, size) is what the screen shows after a run of planeshow-sim; what was there stays.
+# screen(arguments, size) runs planeshow-sim and returns the screen. The state stays for the next run.
 @pytest.fixture
 def screen(run):
     def screen(arguments, size, err=""):
@@ -27,7 +27,7 @@ def colours(picture, *points):
     return " ".join("%02X%02X%02X" % picture.getpixel(point) for point in points)
 
 
-# The README's pictures, which somebody has looked at, are what its commands make.
+# The commands make the pictures of the README, which a person has looked at.
 @table("size, runs", {
     "card-ARGB8888": ("320x180", ["-i ARGB8888 -w 320 -h 180 -o 0,0,320,180"]),
     "card-RGB888": ("320x180", ["-i RGB888 -f RGB888 -w 320 -h 180 -o 0,0,320,180"]),
@@ -46,7 +46,7 @@ def test_pictures(run, screen, request, size, runs):
     assert picture.tobytes() == drawn_before.tobytes()
 
 
-# Of three by four pixels the lower right ones, in a window half beyond the edges.
+# The lower right part of 3x4 pixels, in a window that is partly off the screen.
 def test_window_beyond_the_edges(screen):
     pathlib.Path("image").write_bytes(bytes(byte for y in (1, 2, 3, 4) for x in (1, 2, 3) for byte in (x, y, 0, 255)))
     picture = screen("-i image -w 3 -h 4 -c 1,2,1,1 -o -10,10,40,16", "40x20")
@@ -64,19 +64,19 @@ def test_channels(screen):
     assert seen == ["000000 000080", "FF0000 7F0080", "000000 000080", "000000 000000", "FF0000 FF0000"]
 
 
-# Of four pixels the file has two.
+# The file has two of the image's four pixels.
 @table("arguments, shown, err", {
     "short of data": ("-o 0,0,40,20", "030201 060504 000000", "planeshow-sim: channel 1: ARGB8888 of 2x2 needs 16 bytes, "
-                      "the buffer has 8: what is missing is not drawn.\n"),
+                      "but the buffer has 8: the missing part is not drawn.\n"),
     "an unknown format": ("-o 0,0,40,20 -f NV12", "FFA000 FFA000 282828", "planeshow-sim: channel 1: format -1 is "
-                          "unknown, so the length needed is too; the buffer has 8 bytes, drawn as a hatched box.\n"),
+                          "unknown, and so is the length needed; the buffer has 8 bytes and is drawn as a hatched box.\n"),
     "AFBC data": ("-o 4,0,36,20 --afbc", "000000 FFA000 282828", "")})
 def test_what_can_not_be_drawn(screen, arguments, shown, err):
     pathlib.Path("image").write_bytes(bytes((1, 2, 3, 255, 4, 5, 6, 255)))
     assert colours(screen(f"-i image -w 2 -h 2 {arguments}", "40x20", err), (0, 0), (32, 0), (8, 12)) == shown
 
 
-# What the driver took is kept and drawn, and nothing else. The arguments are the tool's, as the status is.
+# Only what the driver took is kept and drawn. Output and status are the tool's.
 @table("arguments, status, left", {
     "no image": ("-i 'no file'", 1, []),
     "a blank": ("--blank", 0, ["screen.png"]),
@@ -88,7 +88,7 @@ def test_kept(run, arguments, status, left):
     assert sorted(os.listdir("state")) == left
 
 
-# The layer's file has every byte of the image. Whatever has the files' names is replaced, links and pipes too.
+# The layer's file has every byte of the image. Anything of the same name is replaced, even a link or a pipe.
 def test_replaced(screen):
     image = os.urandom(300000)
     pathlib.Path("image").write_bytes(image)
@@ -99,7 +99,7 @@ def test_replaced(screen):
     assert pathlib.Path("image.raw").read_bytes() == b"123456789"
 
 
-# A screen that could not be drawn is never taken for one that was: status 1, and no half file.
+# If the screen can't be drawn, the status is 1 and no half-written file is left.
 @needs("all descriptors and limits")
 @table("make, why", {
     "no room for the layer": (lambda: pathlib.Path("image.raw").write_bytes(bytes(4096)), "./channel1.layer: File too large"),
@@ -113,11 +113,11 @@ def test_not_drawn(run, make, why):
     assert not list(pathlib.Path().glob("unfinished.*"))
 
 
-# By default the state is the user's alone, and nobody else's folder or link leads elsewhere.
+# By default, the state folder is for the user alone, and somebody else's is refused.
 @table("setting, folder", {
     "by default": ("A=", ".local/state/planeshow-sim"),
-    "for all states": ("'XDG_STATE_HOME={}/states'", "states/planeshow-sim"),
-    "a name that isn't whole counts as none": ("XDG_STATE_HOME=states", ".local/state/planeshow-sim")})
+    "in the folder for all states": ("'XDG_STATE_HOME={}/states'", "states/planeshow-sim"),
+    "a relative path counts as none": ("XDG_STATE_HOME=states", ".local/state/planeshow-sim")})
 def test_private_state(run, tmp_path, setting, folder):
     command = f"{setting.format(tmp_path)} SIM_SCREEN= planeshow-sim --blank"
     run(command, err=f"planeshow-sim: the screen is in {tmp_path}/{folder}/screen.png\n")

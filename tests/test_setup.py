@@ -1,5 +1,5 @@
-# How cmake/Cxxopts.cmake gets the option parser's header without a mirror: a copy of it in a folder of its own, which
-# takes RIGHT for what was published.
+# How cmake/Cxxopts.cmake gets the option parser's header without a mirror. A copy of that file is run in a folder of
+# its own, and takes RIGHT for the published header.
 
 import hashlib
 import os
@@ -12,7 +12,7 @@ WRONG = RIGHT.replace("2\n", "3\n")
 NAMED, KEPT, HALF = "named/cxxopts.hpp", "build/deps/cxxopts.hpp", "build/deps.new/usr/include/cxxopts.hpp"
 
 
-# The files that are there; what is done last, and the headers that are in build then.
+# Each row: the files at the start, the last step, and the headers that are in build after it.
 @table("files, done, left", {
     "a named folder goes first": ({NAMED: RIGHT, KEPT: WRONG}, "Looking for ", [WRONG]),
     "one at hand is not fetched again": ({KEPT: RIGHT, "address": WRONG}, "Looking for ", [RIGHT]),

@@ -1,4 +1,4 @@
-# The simulated devices: they answer as kernels do, and take no setting silently wrong.
+# The simulated devices answer as kernels do, and refuse wrong settings.
 
 import os
 import re
@@ -8,7 +8,7 @@ import subprocess
 from conftest import NO_BUFFER, SOURCE, needs, table
 
 
-# Of an allocation the out-parameter follows, of a submission that and the record's out value.
+# The result is followed by the out-parameter, and for a submission by the record's out value.
 @table("settings, calls, results", {
     "no length": ("", "alloc_fd=0", ["alloc_fd = -22 -7"]),
     "the last page of 32 bits": ("", "alloc_fd=4294963201", ["alloc_fd = -22 -7"]),
@@ -33,7 +33,7 @@ FAIL_RULE = "not call:answer[:n[+]] with an answer that the chosen devices can g
     "not a number of bytes": ["MEMORY=1G", "MEMORY=-1", "MEMORY=0"],
     "not WIDTHxHEIGHT, each from 1 to 8192": ["SIZE=5x8193", "SIZE=x5", "SIZE=0x5"],
     "No such file or directory": ["LOG=none/log"],
-    "a pipe, whose reader would see the end after each line": ["LOG=pipe"],
+    "a pipe, whose reader would see an end of file after each line": ["LOG=pipe"],
     "there is no such setting": ["FIAL=put:EIO", "=1"],
     FAIL_RULE: ["FAIL=put", "FAIL=put:0", "FAIL=put:EIO:0", "FAIL=put:EIO:x", "FAIL=put:EIO:", "FAIL=:::", "FAIL=put:EIO:1:",
                 "FAIL=put:EIO:1+x", "FAIL=put:EWRONG", "FAIL=put:E" + "A" * 60000, "FAIL=get:EIO", "FAIL=put:nofd",
@@ -46,7 +46,7 @@ def test_bad_settings(run, setting, why):
     assert (ran.out, ran.log) == ("", [])
 
 
-# As on a kernel: the devices hold no descriptor of the tool's. The log needs one for a moment, and says so.
+# As in a kernel, the devices use up none of the tool's descriptors. The log needs one, and says if it gets none.
 @needs("last descriptor")
 @table("most, status, last", {
     "no share": (5, 1, NO_BUFFER),
@@ -59,7 +59,7 @@ def test_few_descriptors(run, most, status, last):
     assert ran.out.endswith(last)
 
 
-# A call in a spelling that isn't wrapped would reach this machine's own nodes, and nobody would see it.
+# A call by a name that isn't wrapped would reach this machine's own devices unnoticed.
 def test_every_spelling_is_wrapped(build):
     wrapped = re.search(r"foreach\(name (.*)\)", (SOURCE / "simulator/CMakeLists.txt").read_text())[1].split()
     objects = list(build.folder.glob("CMakeFiles/*.dir/src/*/*.o"))

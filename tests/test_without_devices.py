@@ -1,4 +1,4 @@
-# Runs that need no device, on the very executable that is delivered.
+# Runs that need no device, with the executable that is delivered.
 
 import os
 import pathlib
@@ -23,7 +23,7 @@ def test_image(run, path, message):
         pathlib.Path(name).touch()
         os.truncate(name, size)
     os.mkfifo("pipe")
-    writer = os.open("pipe", os.O_RDWR)  # without one the tool would wait
+    writer = os.open("pipe", os.O_RDWR)  # without a writer the tool would wait
     ran = run(f"planeshow '--input={path}'", status=1)
     os.close(writer)
     assert ran.out == f"initFromFile: {message}\n{NOT_READ}"
@@ -36,7 +36,7 @@ def test_no_room(run):
     assert run("planeshow -i image.raw", 1).out == "initFromFile: mmap failed: Cannot allocate memory\n" + NOT_READ
 
 
-# Half of a static executable is the C library, and the newer one is larger.
+# Half of a static executable is the C library, and newer ones are larger.
 @needs("ARM")
 def test_size(build):
     compiler = int(subprocess.check_output(["arm-linux-gnueabihf-g++", "-dumpversion"]))

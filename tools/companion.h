@@ -13,21 +13,21 @@
 #include "src/app/version.h"
 #include "src/common/standard_descriptors.h"
 
-// How the programs of this folder, and the simulated devices, say what went wrong. What ends one
-// early is thrown, as the line that it prints.
+// What the programs of this folder and the simulated devices share. An error that ends the program
+// is thrown, and its text is the line that is printed.
 
 inline void complain(const std::string& what) {
   std::fprintf(stderr, PROGRAM ": %s\n", what.c_str());
 }
 
-// Fails with the cause of the last system call if it wasn't done.
+// If it wasn't done, throws the error of the last system call, with the path.
 inline void require(bool done, const std::string& path) {
   if (!done) {
     throw std::system_error(errno, std::generic_category(), path);
   }
 }
 
-// Reads a number of 1 or more that is all of the text.
+// Reads a number of 1 or more. The text must hold nothing else.
 template <typename Number>
 bool parseNumber(std::string_view text, Number& number) {
   const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), number);
@@ -41,12 +41,12 @@ inline bool parseSize(std::string_view text, std::int32_t& width, std::int32_t& 
          parseNumber(text.substr(by + 1), height);
 }
 
-// Runs the program, if its arguments are as the usage line has them, or says what it is. Returns
-// the exit status.
+// Runs the program if its arguments are complete. Otherwise prints its help, its version or an
+// error. Returns the exit status.
 inline int runCompanion(int argc, char** argv, bool complete, const char* usage,
                         const char* purpose, int (*run)(int argc, char** argv)) {
   fillStandardDescriptors();
-  std::signal(SIGXFSZ, SIG_IGN);  // a file at its limit is an error like others,
+  std::signal(SIGXFSZ, SIG_IGN);  // a file at its size limit is an ordinary error,
   std::signal(SIGPIPE, SIG_IGN);  // and so is a reader that has gone
   try {
     int status = 0;

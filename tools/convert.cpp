@@ -1,4 +1,4 @@
-// Makes a raw image from a PNG, and says how to show it.
+// Makes a raw image from a PNG, and prints the command that shows it.
 
 #include <png.h>
 
@@ -9,7 +9,7 @@
 
 namespace {
 
-// As one word for the shell.
+// Quotes the text as one word for the shell.
 std::string quoted(const std::string& text) {
   std::string word = "'";
   for (const char letter : text) {
@@ -23,8 +23,8 @@ struct Picture {
   std::unique_ptr<Pixel[]> pixels;
 };
 
-// libpng's own error and warning handlers get the path as their pointer. A damaged file is never
-// converted in silence: what libpng lets pass, it says.
+// libpng calls these two with the path as their pointer. A damaged file is never converted in
+// silence: libpng warns of damage that it tolerates.
 [[noreturn]] void fail(png_structp png, png_const_charp why) {
   throw std::runtime_error(*static_cast<const std::string*>(png_get_error_ptr(png)) + ": " + why);
 }
@@ -42,8 +42,8 @@ void readBytes(png_structp png, png_bytep bytes, std::size_t size) {
   }
 }
 
-// Turns a row's indexes, one byte each at its beginning, into pixels, from right to left. libpng
-// would do it without a word about an index that has no colour.
+// Turns a row's indexes into pixels, from right to left, as the indexes are bytes at the row's
+// start. libpng could do it, but would not report an index that has no colour.
 void lookUp(png_structp png, png_infop info, Pixel* row, std::size_t width) {
   png_colorp colours = nullptr;
   png_bytep alphas = nullptr;
@@ -62,8 +62,8 @@ void lookUp(png_structp png, png_infop info, Pixel* row, std::size_t width) {
   }
 }
 
-// Gives the picture's own values: libpng's simplified interface would change them by the picture's
-// gamma, and mixes the rows up where 16-bit values are interlaced.
+// Reads the picture's values unchanged. libpng's simplified interface would apply the picture's
+// gamma, and mixes up the rows of interlaced 16-bit values.
 Picture readPicture(const std::string& path) {
   const File file(std::fopen(path.c_str(), "rb"), std::fclose);
   require(file != nullptr, path);
@@ -73,13 +73,13 @@ Picture readPicture(const std::string& path) {
   const Guard freed([&] { png_destroy_read_struct(&png, &info, nullptr); });
   require(info != nullptr, path);
   png_set_read_fn(png, file.get(), readBytes);
-  // Without this, a damaged chunk that libpng can do without is left out.
+  // Without this, libpng skips a damaged chunk that it can do without.
   png_set_crc_action(png, PNG_CRC_ERROR_QUIT, PNG_CRC_ERROR_QUIT);
   png_read_info(png, info);
   const std::uint32_t width = png_get_image_width(png, info);
   const std::uint32_t height = png_get_image_height(png, info);
   if (!fitsRawFile(kPixelFormats[0], width, height)) {
-    png_error(png, "too large, its pixels would fill 4 GiB or more");
+    png_error(png, "too large: its pixels would fill 4 GiB or more");
   }
   const bool indexed = png_get_color_type(png, info) == PNG_COLOR_TYPE_PALETTE;
   if (indexed) {
@@ -91,7 +91,7 @@ Picture readPicture(const std::string& path) {
     png_set_add_alpha(png, 255, PNG_FILLER_AFTER);
   }
   const int passes = png_set_interlace_handling(png);
-  // Uninitialised: a header that promises more than the file has costs no memory.
+  // Not initialised, so that a header that promises more than the file has costs no memory.
   std::unique_ptr<Pixel[]> pixels(new Pixel[std::size_t{width} * height]);
   for (int pass = 0; pass < passes; ++pass) {
     for (std::uint32_t row = 0; row < height; ++row) {
@@ -110,13 +110,13 @@ int run(int /*argc*/, char** argv) {
   struct stat source = {};
   struct stat target = {};
   if (stat(argv[1], &source) == 0 && stat(argv[3], &target) == 0 && sameFile(source, target)) {
-    throw std::runtime_error(std::string(argv[3]) + ": is the picture itself");
+    throw std::runtime_error(std::string(argv[3]) + ": this is the picture itself");
   }
   const Picture picture = readPicture(argv[1]);
   const auto pixelAt = [&](std::int64_t x, std::int64_t y) {
     return picture.pixels[static_cast<std::size_t>(y * picture.width + x)];
   };
-  // What isn't in a file can't be shown by a command, which might end up among the pixels.
+  // Without a file the command would be useless, and might end up among the pixels.
   if (writeRawFile(argv[3], format, picture.width, picture.height, pixelAt)) {
     std::printf("planeshow -i %s -f %s -w %u -h %u\n", quoted(argv[3]).c_str(), format.name,
                 picture.width, picture.height);
@@ -127,7 +127,6 @@ int run(int /*argc*/, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  return runCompanion(
-      argc, argv, argc == 4, "PICTURE.png FORMAT FILE",
-      "Makes a raw image of a PNG's own values, and prints the command that shows it.", run);
+  return runCompanion(argc, argv, argc == 4, "PICTURE.png FORMAT FILE",
+                      "Makes a raw image from a PNG, and prints the command that shows it.", run);
 }

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-// Does a clean-up at the end of its scope, however that is left.
+// Runs a clean-up at the end of its scope, even when an exception ends it.
 template <typename CleanUp>
 class Guard {
  public:

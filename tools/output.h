@@ -17,7 +17,7 @@ using Fill = std::function<void(std::FILE*)>;
 
 inline std::string folderOf(const std::string& path) { return path.substr(0, path.rfind('/') + 1); }
 
-// Fills the file and closes it, or throws why it couldn't, with the path.
+// Fills the file and closes it. If that fails, throws the cause, with the path.
 inline void fillFile(File file, const std::string& path, const Fill& fill) {
   require(file != nullptr, path);
   fill(file.get());
@@ -26,7 +26,7 @@ inline void fillFile(File file, const std::string& path, const Fill& fill) {
 
 // Replaces a file atomically and keeps its permissions; a link is replaced, not followed.
 inline void replaceFile(const std::string& path, const Fill& fill) {
-  static std::string unfinished;  // for the signals' handler
+  static std::string unfinished;  // for the signal handler
   const auto now = std::chrono::steady_clock::now().time_since_epoch().count();
   unfinished = folderOf(path) + "unfinished." + std::to_string(now);
   for (const int ending : {SIGHUP, SIGINT, SIGTERM}) {
@@ -37,7 +37,7 @@ inline void replaceFile(const std::string& path, const Fill& fill) {
       });
     }
   }
-  const Guard removed([] { unlink(unfinished.c_str()); });  // by then renamed if all went well
+  const Guard removed([] { unlink(unfinished.c_str()); });  // renamed before if all went well
   File file(std::fopen(unfinished.c_str(), "wbx"), std::fclose);
   struct stat there = {};
   if (file != nullptr && stat(path.c_str(), &there) == 0) {
@@ -51,8 +51,8 @@ inline bool sameFile(const struct stat& one, const struct stat& other) {
   return one.st_dev == other.st_dev && one.st_ino == other.st_ino;
 }
 
-// Whether standard input, output or error is this file: then its name may be /dev/stdout, and to
-// replace that would be a disaster.
+// Whether standard input, output or error is this file. Its name may then be /dev/stdout, which
+// must not be replaced.
 inline bool isStandard(const struct stat& file) {
   struct stat standard[3] = {};
   return std::any_of(standard, standard + 3, [&](struct stat& open) {
@@ -60,8 +60,8 @@ inline bool isStandard(const struct stat& file) {
   });
 }
 
-// Replaces a regular file, or a link to one, or makes it. Anything else is written to as it is: a
-// device, a pipe, or what standard output is. Returns whether there is now a file of that name.
+// Makes or replaces a regular file, or replaces a link to one. Writes directly to anything else: a
+// device, a pipe, or standard output's own file. Returns whether a file of that name is there now.
 inline bool writeFile(const std::string& path, const Fill& fill) {
   struct stat there = {};
   const bool exists = stat(path.c_str(), &there) == 0;
@@ -73,7 +73,7 @@ inline bool writeFile(const std::string& path, const Fill& fill) {
   return true;
 }
 
-// planeshow takes lengths that 32 bits hold.
+// planeshow takes only lengths that fit into 32 bits.
 inline bool fitsRawFile(const PixelFormat& format, std::int64_t width, std::int64_t height) {
   return static_cast<std::uint64_t>(width * height) <= UINT32_MAX / format.bytes;
 }

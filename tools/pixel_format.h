@@ -6,10 +6,10 @@
 #include <string>
 #include <string_view>
 
-// The pixel formats of the programs in this folder. Apart from the tool's own table, so that a slip
-// in either shows as wrong colours.
+// The pixel formats of the companions and of the simulated screen. This is not the tool's own
+// table, so that a mistake in either shows as wrong colours.
 
-// Where a component lies in a pixel, whose bytes are one little-endian number.
+// Where a component lies in a pixel, if its bytes are read as one little-endian number.
 struct Bits {
   unsigned lowest, count;
 };
@@ -43,7 +43,7 @@ struct Colour {
   std::uint8_t red, green, blue;
 };
 
-// As PNG_FORMAT_RGBA has it: the colour is not multiplied by alpha.
+// In memory as libpng writes RGBA. The colour is not multiplied by alpha.
 struct Pixel {
   Colour colour;
   std::uint8_t alpha;
@@ -57,12 +57,12 @@ constexpr Colour blend(Pixel over, Colour under) {
           mix(over.colour.blue, under.blue)};
 }
 
-// To the nearest value that the bits can say.
+// Rounds to the nearest value that the bits can hold.
 constexpr std::uint32_t pack(std::uint8_t value, Bits bits) {
   return (value * ((1U << bits.count) - 1) + 127) / 255 << bits.lowest;
 }
 
-// The bits are repeated below themselves: the largest value becomes 255.
+// Repeats the bits below themselves, so that the largest value becomes 255.
 constexpr std::uint8_t unpack(std::uint32_t word, Bits bits) {
   std::uint32_t value = (word >> bits.lowest & ((1U << bits.count) - 1)) << (8 - bits.count);
   for (unsigned filled = bits.count; filled < 8; filled *= 2) {

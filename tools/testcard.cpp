@@ -1,4 +1,4 @@
-// Writes a raw test card: what goes wrong between a file and a screen is seen on it at a glance.
+// Writes a raw test card that shows at a glance what went wrong between the file and the screen.
 
 #include <algorithm>
 #include <cstdlib>
@@ -44,7 +44,7 @@ class Card {
     if ((left || x >= mWidth - mMark) && (top || y >= mHeight - mMark)) {
       return mark(left, top, left ? x : mWidth - 1 - x, top ? y : mHeight - 1 - y);
     }
-    // Twice the distance from the centre, which lies between two pixels of an even size.
+    // Twice the distance from the centre: in an even size, the centre lies between two pixels.
     const std::int64_t across = std::abs(2 * x + 1 - mWidth);
     const std::int64_t along = std::abs(2 * y + 1 - mHeight);
     const std::int64_t narrow = std::min(across, along);
@@ -55,8 +55,8 @@ class Card {
   }
 
  private:
-  // A full red square, a green frame, a blue triangle and a yellow diagonal: mirrored or turned, no
-  // corner is taken for another, whatever became of the colours.
+  // A full red square, a green frame, a blue triangle and a yellow diagonal: the corners can be
+  // told apart in a mirrored or turned picture, even if its colours are wrong.
   Colour mark(bool left, bool top, std::int64_t fromSide, std::int64_t fromEdge) const {
     if (left && top) {
       return kRed;
@@ -129,6 +129,5 @@ int run(int /*argc*/, char** argv) {
 int main(int argc, char** argv) {
   return runCompanion(
       argc, argv, argc == 4, "FORMAT WIDTHxHEIGHT FILE",
-      "Writes a raw test card, on which one sees what goes wrong between a file and a screen.",
-      run);
+      "Writes a raw test card that shows what went wrong between the file and the screen.", run);
 }
