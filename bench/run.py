@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Times planeshow beside the yardstick on the simulated devices, and prints what a run costs."""
-# A report, not a test: a missed aim is a line of it and no failure. Of each pair of figures the
-# first is the yardstick's, the second planeshow's.
+# This is a report, not a test: a missed aim is printed and is no failure. In each pair of figures,
+# the first is the yardstick's and the second planeshow's.
 
 import os
 import shlex
@@ -28,8 +28,8 @@ IMAGES = [
 
 HEAD = """planeshow beside the yardstick ({cores} processors, Linux {release}, load {load:.2f})
 
-Medians of whole processes, the yardstick's first. ns per byte: beyond the blank run. MB beyond: the
-peak of the memory without the two mappings, file and buffer.
+Medians of whole processes, the yardstick's first. ns per byte: without the blank run's time.
+MB beyond: peak memory without the two mappings, of the file and the buffer.
 
              time in ms   ratio     ns per byte    peak, MB       MB beyond"""
 ROW = "{:6}{:9.3f}{:9.3f}{:8.3f}{:9.3f}{:7.3f}{:9.2f}{:8.2f}{:7.2f}{:6.2f}"
@@ -47,8 +47,8 @@ def time_run(command: list[str]) -> float:
     return 1000 * (end - start)
 
 
-# Returns a run's peak of memory, in MB. Not from os.wait4: that peak covers the time before exec, too,
-# and Python's is the larger.
+# Returns a run's peak memory, in MB. The peak that os.wait4 gives includes the time before exec, when
+# the process is still Python, which is larger.
 def peak_memory(command: list[str]) -> float:
     timed = ["/usr/bin/time", "--format=%M", *command]
     said = subprocess.run(timed, env=ENVIRONMENT, capture_output=True, text=True, check=True).stderr
@@ -58,7 +58,7 @@ def peak_memory(command: list[str]) -> float:
 # Prints a row. Returns its pairs of times in ms and of memory in MB.
 def measure(name: str, arguments: list[str], size: int, runs: int, blank: list[float]) -> tuple:
     commands = [[program, *arguments] for program in (YARDSTICK, PLANESHOW)]
-    # By turns, so that whatever else the machine does slows both down.
+    # The programs take turns, so that other load on the machine slows both down.
     rounds = [[time_run(command) for command in commands] for _ in range(runs)]
     ms = [median(times) for times in zip(*rounds)]
     ns = [1e6 * (whole - start) / size if size else 0 for whole, start in zip(ms, blank)]
@@ -78,7 +78,7 @@ def main() -> None:
     print(HEAD.format(cores=os.cpu_count(), release=os.uname().release, load=os.getloadavg()[0]))
     ms, beyond = {}, {}
     ms["blank"], beyond["blank"] = measure("blank", ["--blank"], 0, 500, [0, 0])
-    # In memory, so that no disk is timed.
+    # The images lie in memory, so that no disk is timed.
     with tempfile.TemporaryDirectory(prefix="planeshow-bench.", dir="/dev/shm") as folder:
         for name, width, height, runs in IMAGES:
             show = ["-i", f"{folder}/image", "-w", str(width), "-h", str(height)]

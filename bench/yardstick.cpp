@@ -1,11 +1,11 @@
-// What a run of planeshow must cost: its system calls on the image and the devices, in its order
-// and with its arguments, and the copy, but no option parser and no text. An allocator of the
-// modern kind only.
+// The least that a run of planeshow can cost: the same system calls on the image and the devices,
+// with the same arguments and in the same order, and the copy. It has no option parser and prints
+// no text. It knows only the modern allocator.
 //
 //   yardstick -i FILE -w WIDTH -h HEIGHT    shows the image on channel 1; the order is fixed
 //   yardstick --blank                       blanks channel 1
 //
-// Ends with status 1 at the first call that fails: what did not do the work must not be timed.
+// Ends with status 1 at the first call that fails: a run that didn't do the work must not be timed.
 
 #include <fcntl.h>
 #include <sys/ioctl.h>

@@ -1,12 +1,12 @@
-# Finds the option parser's header, or fetches it into build/deps, and refuses every other series: rules,
-# exception names and the help's layout differ between them. scripts/setup.sh runs this file too, as a script,
-# and names the machine's Debian MIRROR: configuring a build never asks apt.
+# Finds the option parser's header, or fetches it into build/deps. Refuses other series than 2.2: their rules,
+# exception names and help layout differ. scripts/setup.sh runs this file as a script, too, and passes the
+# machine's Debian mirror as MIRROR: configuring a build never asks apt.
 set(sum 8927a2ff6a2deb45496bb1b1b4cd9e5bd1a2c01f29c4088168540f2ffed60bdf)
 set(addresses $ENV{PLANESHOW_CXXOPTS_URL} https://github.com/jarro2783/cxxopts/raw/v2.2.1/include/cxxopts.hpp)
 list(GET addresses 0 address)
 cmake_path(SET deps NORMALIZE "${CMAKE_CURRENT_LIST_DIR}/../build/deps")
 
-# What is named with cmake -D goes before the environment.
+# cmake -D takes precedence over the environment.
 set(PLANESHOW_CXXOPTS_DIR NOTFOUND CACHE PATH "Folder of a cxxopts.hpp of the 2.2 series, instead of build/deps")
 message(STATUS "Looking for cxxopts.hpp in PLANESHOW_CXXOPTS_DIR and ${deps}")
 find_path(PLANESHOW_CXXOPTS_DIR cxxopts.hpp PATHS ENV PLANESHOW_CXXOPTS_DIR "${deps}"
@@ -14,7 +14,7 @@ find_path(PLANESHOW_CXXOPTS_DIR cxxopts.hpp PATHS ENV PLANESHOW_CXXOPTS_DIR "${d
 
 if(NOT PLANESHOW_CXXOPTS_DIR)
   set(PLANESHOW_CXXOPTS_DIR "${deps}")
-  # Beside it first, so that nothing half is ever in it.
+  # Fetch into a folder beside it first, so that it never holds half a file.
   set(new "${deps}.new/usr/include/cxxopts.hpp")
   file(REMOVE_RECURSE "${deps}.new")
   file(MAKE_DIRECTORY "${deps}" "${deps}.new")
@@ -27,7 +27,7 @@ if(NOT PLANESHOW_CXXOPTS_DIR)
   endif()
   if(NOT EXISTS "${new}")
     message(STATUS "Trying ${address}")
-    # A fresh machine has no certificates; whatever the connection, the sum vouches for the content.
+    # A fresh machine has no certificates to check the connection with. The SHA-256 sum checks the content.
     file(DOWNLOAD "${address}" "${new}" STATUS status TIMEOUT 60 TLS_VERIFY OFF)
   endif()
   file(SHA256 "${new}" actual)
@@ -46,7 +46,7 @@ if(EXISTS "${PLANESHOW_CXXOPTS_HEADER}")
   file(STRINGS "${PLANESHOW_CXXOPTS_HEADER}" series REGEX "^#define CXXOPTS__VERSION_M")
 endif()
 if(NOT series MATCHES "MAJOR 2;.*MINOR 2$")
-  # A line that begins with a blank is not broken.
+  # CMake does not wrap a line that begins with a blank.
   message(FATAL_ERROR "There is no cxxopts.hpp of the 2.2 series in ${PLANESHOW_CXXOPTS_DIR}.\n Put that of 2.2.1 \
 (SHA-256 ${sum}) into ${deps}, or export PLANESHOW_CXXOPTS_DIR, its folder, or PLANESHOW_CXXOPTS_URL, its address.")
 endif()

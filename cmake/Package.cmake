@@ -1,6 +1,6 @@
-# How CPack makes the Debian package of the folder that scripts/package.sh has filled. Its Installed-Size
-# counts a folder as large as the file system says, so another kind of file system can give another
-# number, and thereby another package.
+# Tells CPack how to make the Debian package from the folder that scripts/package.sh has filled. Its
+# Installed-Size includes the sizes of folders, which depend on the kind of file system. So another kind
+# can give another package.
 get_filename_component(source "${CMAKE_CURRENT_LIST_DIR}" DIRECTORY)
 set(CPACK_GENERATOR DEB)
 set(CPACK_INSTALLED_DIRECTORIES "${source}/build/release/package" usr)

@@ -1,6 +1,6 @@
 # 32-bit ARM userland, ARMv7-A with hardware floating point. Programs run on the PC under user-mode
-# emulation. What g++ says about the ABI of its versions before 7 concerns nobody here. Debian 13's
-# g++ defines the two macros for every file; here the source says where large offsets are needed.
+# emulation. -Wno-psabi: how the ABI differs from that of g++ before 7 doesn't matter here. Debian 13's
+# g++ defines the two macros for every file, but here the source says which files need large offsets.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR armv7-a)
 set(CMAKE_CXX_COMPILER arm-linux-gnueabihf-g++)

@@ -1,4 +1,4 @@
-# Turns CHANGELOG.md into the changelog of the Debian package. A section without a date isn't out yet.
+# Turns CHANGELOG.md into the changelog of the Debian package. A section without a date is not released yet.
 function finish() {
   if (!date) return
   ("date -Rud" date) | getline stamp

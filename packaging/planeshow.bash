@@ -1,5 +1,5 @@
-# Completion of planeshow and planeshow-sim in bash. The help says which options there are, which of
-# them take a value, and which formats.
+# Completion of planeshow and planeshow-sim in bash. It reads the options, which of them take a value,
+# and the formats from the help.
 _planeshow() {
   local word=${2#=} before=$3 help first second rest options='' valued=' '
   [ "$before" != = ] || before=${COMP_WORDS[COMP_CWORD - 2]}

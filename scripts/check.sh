@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# What the compilers and the tests don't see: format, static analysis, and every test once more with
-# valgrind.
+# Checks what the compilers and the tests don't see: format and static analysis. Then runs every test
+# once more with valgrind.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/setup.sh check

@@ -8,8 +8,8 @@ suite=${1:?usage: scripts/clean-room.sh bookworm|trixie|sid}
 room=$(mktemp -d)
 root=$room/root
 trap 'rm -rf --one-file-system "$room"' EXIT
-trap 'exit 1' HUP INT TERM # once what runs in the room has ended
-# What is mounted and what runs in here ends with the command, however that ends.
+trap 'exit 1' HUP INT TERM # after what runs in the room has ended
+# Its mounts and processes end with the command, however that ends.
 apart() { unshare --mount --pid --fork --kill-child "$@"; }
 timed() {
   local start=$SECONDS
@@ -26,7 +26,7 @@ apart debootstrap --variant=minbase "$suite" "$root" "${mirror:?apt knows no Deb
   tail "$room/log" >&2
   exit 1
 }
-# How this machine reaches its mirror is how the room does.
+# The room reaches the mirror in the same way as this machine.
 apt-config dump Acquire >"$root/etc/apt/apt.conf.d/machine"
 git clone --quiet . "$root/planeshow"
 

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Makes the archive for the device and the Debian package for a PC, each with its SHA-256 sum. Made from
-# the same commit with the same tools, they are the same, byte for byte (but see cmake/Package.cmake).
+# Makes the archive for the device and the Debian package for a PC, each with its SHA-256 sum. The same commit
+# and the same tools give the same bytes (but see cmake/Package.cmake).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/setup.sh package
@@ -18,11 +18,11 @@ done
 cached() { sed -n "s/^$1:[A-Z]*=//p" build/release/CMakeCache.txt; }
 version=$(cached CMAKE_PROJECT_VERSION)
 
-# notices WHAT COMPILER LIBRARY...: the licences of code that is linked in. The option parser's is the first
-# comment of its header, a static library's is in the package that it came in.
+# notices WHAT COMPILER LIBRARY...: prints the licences of the code that is linked in. The option parser's is
+# the first comment of its header. A static library's is in the library's package.
 notices() {
   local library package
-  printf '\n\nThe executables contain code of %s, which came with what follows.\n\n' "$1"
+  printf '\n\nThe executables contain code of %s. Its licences follow.\n\n' "$1"
   sed '/\*\//q' "$(cached PLANESHOW_CXXOPTS_HEADER)"
   for library in "${@:3}"; do
     package=$(dpkg-query -S "$(realpath "$("$2" -print-file-name="$library")")")
@@ -34,7 +34,7 @@ notices() {
 echo "== Packing"
 folder=build/arm-release/package
 notices "cxxopts, libstdc++, libgcc and the C library" arm-linux-gnueabihf-g++ libstdc++.a libc.a >"$folder/NOTICES"
-# Debian has these at hand, a device doesn't.
+# Every Debian has these texts, a device doesn't.
 cat /usr/share/common-licenses/{GPL-3,LGPL-2.1} >>"$folder/NOTICES"
 name=planeshow-$version-armhf
 tar -c --sort=name --owner=0 --group=0 --numeric-owner --mtime="@$SOURCE_DATE_EPOCH" --transform="s,^\.,$name," \

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Makes the pictures of the README, on a small screen, from the release build.
+# Makes the README's pictures, on small screens, with the programs of the release build.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 [ -x build/release/planeshow-sim ] || {
@@ -13,7 +13,7 @@ cd "$(mktemp -d)"
 trap 'rm -r "$PWD"' EXIT
 export PLANESHOW_SIM_STATE=$PWD
 
-# NAME SIZE ARGUMENTS: the screen of this size after one more run.
+# picture NAME SIZE ARGUMENTS...: keeps the screen as it is after one more run.
 picture() { PLANESHOW_SIM_SIZE=$2 planeshow-sim "${@:3}" && cp screen.png "$pictures/$1.png"; }
 
 for format in ARGB8888 RGB888 RGB565; do

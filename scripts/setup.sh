@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs what is missing for one purpose (demo, test, check, package or bench), and fetches the option
-# parser's header into build/deps. Changes nothing when all is there.
+# parser's header into build/deps. Changes nothing if all is there.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -29,9 +29,9 @@ done
 if [ ${#missing[@]} -gt 0 ]; then
   echo "== Installing ${missing[*]}"
   mkdir -p build
-  # What an interrupted run left half installed is mended first.
+  # First, this repairs what an interrupted run left half installed.
   command="dpkg --configure -a && apt-get update && apt-get install -y --no-install-recommends ${missing[*]}"
-  # Apt's output goes to a log; its last lines show when something fails, a download's size at once.
+  # apt's output goes to a log. The size of a download is shown at once, and the last lines if apt fails.
   "${as_root[@]}" "$command" 2>&1 | tee build/setup.log | sed -nu 's/^Need to get /   downloading /p' || {
     tail -n 20 build/setup.log >&2
     echo "scripts/setup.sh: not all is installed. By hand, as root: $command" >&2
@@ -39,7 +39,7 @@ if [ ${#missing[@]} -gt 0 ]; then
   }
 fi
 
-# The option parser's header may come from the mirror's package of it. Without its lists, apt knows no mirror.
+# The option parser's header may come from a package on the mirror. apt knows the mirror only if it has its lists.
 # shellcheck disable=SC2016  # apt's own variable
 mirror() { apt-get indextargets --format '$(REPO_URI)' 'Created-By: Packages' 'Origin: Debian' 'Label: Debian' | head -n 1; }
 [ -f build/deps/cxxopts.hpp ] || [ -n "$(mirror)" ] || "${as_root[@]}" "apt-get update" >/dev/null || true

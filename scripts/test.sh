@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Sets up, builds and runs the tests: on this PC, with sanitizers, optimised, with the other compiler
-# and C++ library, and as static 32-bit ARM programs under emulation. The last lines are the test runner's own,
-# for all of them together.
+# Sets up, builds and runs the tests: on this PC, with sanitizers, optimised, with the other compiler and C++
+# library, and as static 32-bit ARM programs under emulation. The last lines are the test runner's summary of
+# all of them.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/setup.sh test
