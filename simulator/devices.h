@@ -50,7 +50,7 @@ const Request* findRequest(const std::function<bool(const Request&)>& condition)
 // Opens one of the two devices.
 int openDevice(const std::string& path, bool closeOnExec);
 
-// Answers a request and logs it. A descriptor that is no simulated device's knows no request.
+// Answers a request and logs it. No other descriptor knows any request.
 int answerRequest(int fd, std::uint32_t code, void* record);
 
 }  // namespace sim
