@@ -88,8 +88,8 @@ int perform(const Request& request, std::int32_t* words) {
     const int result = request.perform(words);
     return result == 0 && fault != nullptr ? fault->result : result;
   }
-  if (fault->noDescriptor || request.errorInDescriptor) {
-    words[request.descriptor] = fault->noDescriptor ? -1 : -fault->error;
+  if (fault->noDescriptor) {
+    words[request.descriptor] = -1;
   }
   return -fault->error;
 }
@@ -104,8 +104,8 @@ int answerRequest(int fd, std::uint32_t code, void* record) {
   std::snprintf(asked, sizeof asked, "ioctl %d %08x", fd, code);
   std::string log = asked;
   int result = 0;
-  if (request == nullptr || record == nullptr) {
-    result = fcntl(fd, F_GETFD) == -1 ? -EBADF : request == nullptr ? -ENOTTY : -EFAULT;
+  if (request == nullptr) {
+    result = fcntl(fd, F_GETFD) == -1 ? -EBADF : -ENOTTY;
     log += resultText(result);
   } else {
     // Like a driver: copy the record in, work on the copy, copy it out.

@@ -28,10 +28,9 @@ struct Request {
   std::size_t size;    // of the record, bytes
   const char* fields;  // of the record; "+" marks an unsigned word, "++" an unsigned 64-bit one
   // Works on a copy of the record, which is always copied back. So a failed request must not change
-  // it, except where a kernel's does.
+  // it.
   std::function<int(void* record)> perform;
-  int descriptor = 0;              // index of the word that gets a new descriptor, or 0
-  bool errorInDescriptor = false;  // a failure stores its negated errno there
+  int descriptor = 0;  // index of the word that gets a new descriptor, or 0
 };
 
 // Makes a Request::perform of a driver's operation on its own kind of record.

@@ -17,14 +17,12 @@ std::vector<Fault>& faults() {
   return faults;
 }
 
-std::vector<std::string> split(const std::string& text, char separator) {
-  std::vector<std::string> pieces;
-  std::size_t start = 0;
-  for (std::size_t end = 0; end != std::string::npos; start = end + 1) {
-    end = text.find(separator, start);
-    pieces.push_back(text.substr(start, end - start));
-  }
-  return pieces;
+// Takes off the text's beginning, up to the separator.
+std::string cut(std::string& text, char separator) {
+  const std::size_t end = std::min(text.find(separator), text.size());
+  const std::string piece = text.substr(0, end);
+  text.erase(0, end + 1);
+  return piece;
 }
 
 // The number of an errno's name, or 0.
@@ -49,20 +47,17 @@ bool canMeet(const Fault& fault) {
 }
 
 Fault parseFault(const std::string& text) {
-  const std::vector<std::string> pieces = split(text, ':');
+  std::string use = text;
   Fault fault;
-  bool right = pieces.size() == 2 || pieces.size() == 3;
-  if (right) {
-    fault.call = pieces[0];
-    fault.noDescriptor = pieces[1] == "nofd";
-    fault.error = errnoOf(pieces[1]);
-    right = fault.noDescriptor || fault.error != 0 || parseNumber(pieces[1], fault.result);
-  }
-  if (right && pieces.size() == 3) {
-    std::string use = pieces[2];
-    fault.andFollowing = !use.empty() && use.back() == '+';
+  fault.call = cut(use, ':');
+  const std::string answer = cut(use, ':');
+  fault.noDescriptor = answer == "nofd";
+  fault.error = errnoOf(answer);
+  bool right = fault.noDescriptor || fault.error != 0 || parseNumber(answer, fault.result);
+  if (!use.empty()) {
+    fault.andFollowing = use.back() == '+';
     use.resize(use.size() - (fault.andFollowing ? 1 : 0));
-    right = parseNumber(use, fault.first);
+    right = right && parseNumber(use, fault.first);
   }
   if (!right || !canMeet(fault)) {
     reject("FAIL", text, "not call:answer[:n[+]] with an answer that the chosen devices can give");
@@ -73,10 +68,8 @@ Fault parseFault(const std::string& text) {
 }  // namespace
 
 void readFaults() {
-  if (!settings().fail.empty()) {
-    for (const std::string& text : split(settings().fail, ',')) {
-      faults().push_back(parseFault(text));
-    }
+  for (std::string rest = settings().fail; !rest.empty();) {
+    faults().push_back(parseFault(cut(rest, ',')));
   }
 }
 

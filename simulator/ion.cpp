@@ -55,9 +55,7 @@ class Allocator {
     if (found == mHandles.end()) {
       return -EINVAL;
     }
-    const int result = makeBuffer(found->second, record.fd);
-    record.fd = result < 0 ? result : record.fd;
-    return result;
+    return makeBuffer(found->second, record.fd);
   }
 
   int free(std::int32_t& handle) { return mHandles.erase(handle) == 1 ? 0 : -EINVAL; }
@@ -110,7 +108,7 @@ const std::vector<Request>& ionRequests() {
        wide ? "++len ++align +heap_mask +flags handle" : "+len +align +heap_mask +flags handle",
        by(allocator, &Allocator::legacyAlloc)},
       {kIon, 0xC0044901, "free", 4, "handle", by(allocator, &Allocator::free)},
-      {kIon, 0xC0084904, "share", 8, "handle fd", by(allocator, &Allocator::share), 1, true}};
+      {kIon, 0xC0084904, "share", 8, "handle fd", by(allocator, &Allocator::share), 1}};
   return settings().ion == "modern" ? modern : legacy;
 }
 

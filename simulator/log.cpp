@@ -1,21 +1,32 @@
 #include "simulator/log.h"
 
-#include <sys/stat.h>
+#include <fcntl.h>
+#include <unistd.h>
 
+#include <algorithm>
+#include <cerrno>
 #include <cstring>
 
 #include "simulator/settings.h"
-#include "tools/output.h"
+#include "src/common/uniquefd.h"
+#include "tools/companion.h"
 
 namespace sim {
 
 namespace {
 
-// Opens the file for each line, so that the tool's descriptors have their usual numbers.
-void append(const std::string& text) {
-  const std::string& path = settings().log;
-  fillFile(File(std::fopen(path.c_str(), "ae"), std::fclose), path,
-           [&](std::FILE* file) { require(std::fputs(text.c_str(), file) >= 0, path); });
+// Opens the file for each line, so that the tool's descriptors have their usual numbers. A pipe
+// that nobody reads is an error, and not waited for. Returns false with errno set if it fails.
+bool append(const std::string& text) {
+  orvan::uniquefd file;
+  file.reset(
+      open(settings().log.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_NONBLOCK | O_CLOEXEC, 0666));
+  std::size_t done = 0;
+  for (ssize_t written = 0; file.get() != -1 && done < text.size() && written != -1;) {
+    written = write(file.get(), &text[done], text.size() - done);
+    done += static_cast<std::size_t>(std::max<ssize_t>(written, 0));
+  }
+  return file.get() != -1 && done == text.size();
 }
 
 }  // namespace
@@ -23,29 +34,15 @@ void append(const std::string& text) {
 bool logging() { return !settings().log.empty(); }
 
 void startLog() {
-  struct stat there = {};
-  if (stat(settings().log.c_str(), &there) == 0 && S_ISFIFO(there.st_mode)) {
-    reject("LOG", settings().log, "a pipe, whose reader would see an end of file after each line");
-  }
-  std::string why;
-  try {
-    logging() ? append("") : void();
-  } catch (const std::system_error& failure) {
-    why = failure.code().message();
-  }
-  if (!why.empty()) {
-    reject("LOG", settings().log, why);
+  if (logging() && !append("")) {
+    reject("LOG", settings().log, strerror(errno));
   }
 }
 
 void logLine(const std::string& line) {
-  try {
-    logging() ? append(line + "\n") : void();
-  } catch (const std::exception& failure) {
-    static bool complained = false;
-    if (!complained) {
-      complain("the log is incomplete: " + std::string(failure.what()));
-    }
+  static bool complained = false;
+  if (logging() && !append(line + "\n") && !complained) {
+    complain("the log is incomplete: " + settings().log + ": " + strerror(errno));
     complained = true;
   }
 }

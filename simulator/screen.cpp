@@ -16,58 +16,36 @@ namespace sim {
 
 namespace {
 
-// The column (or row) of the image that each column (or row) of the screen shows, for a window and
-// a crop. UINT64_MAX where nothing is shown.
-std::vector<std::uint64_t> shown(std::int64_t window, std::int64_t windowSize, std::int64_t crop,
-                                 std::int64_t cropSize, std::int64_t screenSize) {
-  std::vector<std::uint64_t> sources(static_cast<std::size_t>(screenSize), UINT64_MAX);
-  const std::int64_t end = std::min(window + windowSize, screenSize);
-  for (std::int64_t at = std::max<std::int64_t>(window, 0); at < end; ++at) {
-    const std::int64_t source = crop + (at - window) * cropSize / windowSize;
-    sources[static_cast<std::size_t>(at)] = static_cast<std::uint64_t>(source);
-  }
-  return sources;
-}
-
-void drawLayer(Layer layer, std::string_view buffer, std::vector<Colour>& screen) {
+void drawLayer(const Layer& layer, std::string_view buffer, std::vector<Colour>& screen) {
+  const std::string name = "channel " + std::to_string(layer.channel) + ": ";
   const auto* const format =
       std::find_if(std::begin(kPixelFormats), std::end(kPixelFormats),
                    [&](const PixelFormat& known) { return known.code == layer.format; });
-  const bool known = format != std::end(kPixelFormats);
-  const bool hatched = layer.compress != 0 || !known;
-  if (hatched) {  // it can't be decoded here: draw a pattern as large as the window
-    layer.crop_x = layer.crop_y = 0;
-    layer.crop_w = layer.buf_width = layer.window_w;
-    layer.crop_h = layer.buf_height = layer.window_h;
+  if (layer.compress != 0 || format == std::end(kPixelFormats)) {
+    complain(name + "AFBC data and unknown formats can't be drawn here.");
+    return;
   }
-  const auto width = static_cast<std::uint64_t>(std::max(layer.buf_width, 0));
-  const auto height = static_cast<std::uint64_t>(std::max(layer.buf_height, 0));
-  const std::uint64_t needed = hatched ? 0 : width * height * format->bytes;
-  const std::string name = "channel " + std::to_string(layer.channel) + ": ";
-  const std::string found = "the buffer has " + std::to_string(buffer.size());
-  if (layer.compress == 0 && !known) {
-    complain(name + "format " + std::to_string(layer.format) +
-             " is unknown, and so is the length needed; " + found +
-             " bytes and is drawn as a hatched box.");
-  } else if (buffer.size() < needed) {
+  const std::int64_t width = std::max(layer.buf_width, 0);
+  const std::int64_t height = std::max(layer.buf_height, 0);
+  const std::uint64_t needed = static_cast<std::uint64_t>(width * height) * format->bytes;
+  if (buffer.size() < needed) {
     complain(name + format->name + " of " + std::to_string(width) + "x" + std::to_string(height) +
-             " needs " + std::to_string(needed) + " bytes, but " + found +
-             ": the missing part is not drawn.");
+             " needs " + std::to_string(needed) + " bytes, but the buffer has " +
+             std::to_string(buffer.size()) + ": the missing part is not drawn.");
   }
-  const auto columns =
-      shown(layer.window_x, layer.window_w, layer.crop_x, layer.crop_w, settings().width);
-  const auto rows =
-      shown(layer.window_y, layer.window_h, layer.crop_y, layer.crop_h, settings().height);
-  Colour* to = screen.data();
-  for (std::size_t y = 0; y < rows.size(); ++y) {
-    for (std::size_t x = 0; x < columns.size(); ++x, ++to) {
-      const bool inside = columns[x] < width && rows[y] < height;
-      if (inside && hatched) {
-        *to = (x + y) % 16 < 4 ? Colour{255, 160, 0} : Colour{40, 40, 40};
-      } else if (inside) {
-        const std::uint64_t at = (rows[y] * width + columns[x]) * format->bytes;
-        const bool there = at + format->bytes <= buffer.size();
-        *to = there ? blend(decode(&buffer[at], *format), *to) : *to;
+  const std::int64_t left = layer.window_x;
+  const std::int64_t top = layer.window_y;
+  const auto right = std::min<std::int64_t>(left + layer.window_w, settings().width);
+  const auto bottom = std::min<std::int64_t>(top + layer.window_h, settings().height);
+  for (std::int64_t y = std::max<std::int64_t>(top, 0); y < bottom; ++y) {
+    const std::int64_t row = layer.crop_y + (y - top) * layer.crop_h / layer.window_h;
+    for (std::int64_t x = std::max<std::int64_t>(left, 0); x < right; ++x) {
+      const std::int64_t column = layer.crop_x + (x - left) * layer.crop_w / layer.window_w;
+      const auto at = static_cast<std::uint64_t>(row * width + column) * format->bytes;
+      const bool inside = row >= 0 && row < height && column >= 0 && column < width;
+      if (inside && at + format->bytes <= buffer.size()) {
+        Colour& to = screen[static_cast<std::size_t>(y * settings().width + x)];
+        to = blend(decode(&buffer[at], *format), to);
       }
     }
   }

@@ -73,11 +73,10 @@ std::string makeFolder(std::string folder) {
   struct stat link = {};
   struct stat target = {};
   require(mkdir(folder.c_str(), 0700) == 0 || errno == EEXIST, folder);
-  require(lstat(folder.c_str(), &link) == 0 && stat(folder.c_str(), &target) == 0, folder);
+  require(lstat(folder.c_str(), &link) == 0 && stat((folder + "/").c_str(), &target) == 0, folder);
   if (link.st_uid != geteuid() || target.st_uid != geteuid()) {
     throw std::runtime_error(folder + " is not your own");
   }
-  require(chmod(folder.c_str(), 0700) == 0, folder);
   return folder;
 }
 

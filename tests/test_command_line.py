@@ -39,7 +39,6 @@ NOT_FOUR = "\nERROR: please specify the correct image crop or output window!\n" 
 @table("arguments, printed", {
     "no arguments": ("", NO_INPUT),
     "an empty name": ("--input= -v", NO_INPUT),
-    "the input is checked first": ("-o 1", NO_INPUT),
     "the help": ("-i image.raw --help", HELP + FORMATS),
     "the help whatever its value": ("--help=false", HELP + FORMATS),
     "a window of three": ("-i x -o 0,0,1280", NOT_FOUR),

@@ -57,7 +57,7 @@ def test_display_run(run, build, ion, fault, printed):
     layer = r"\nPanel info[^\0]*?(?= dma_buf)|^osd channel.*\n"
     assert re.sub(layer, "", ran.out, flags=re.M) == printed.replace("LEGACY_ALLOC", build.legacy_alloc)
     log = "\n".join(ran.log)
-    assert not re.search(r"^ioctl.* = -1 \w+ \{(?!fd=-)", log, re.M)  # a failed request leaves the record alone
+    assert not re.search(r"^ioctl.* = -1 \w+ \{", log, re.M)  # a failed request leaves the record alone
     opened = re.findall(r"^open .* = (\d+)$|\{fd=(\d+)\}$", log, re.M)  # the duplicate is left to the end
     assert sorted(map("".join, opened)) == sorted(re.findall(r"^close (\d+)", log, re.M))
 
@@ -65,7 +65,7 @@ def test_display_run(run, build, ion, fault, printed):
 @table("fault, arguments, answer", {
     "a failure": ("present:EIO", "-t 0", "present {channel=0 enable=0} = -1 EIO"),
     "a positive result": ("present:3", "", "present {channel=1 enable=0} = 3 {}"),
-    "a channel that is up to the driver": ("", "-t -1", "present {channel=4294967295 enable=0} = -1 EINVAL")})
+    "a channel that is up to the driver": ("", "-t 2", "present {channel=2 enable=0} = -1 EINVAL")})
 def test_blank(run, fault, arguments, answer):
     ran = run(f"SIM_FAIL={fault} planeshow-sim --blank {arguments}")
     assert ran.out == "blankCtrl: ioctl FBIOPRESENT_PLANE error\nmain: blank display!\n"

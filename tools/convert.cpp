@@ -98,7 +98,7 @@ Picture readPicture(const std::string& path) {
       png_read_row(png, reinterpret_cast<png_bytep>(&pixels[std::size_t{row} * width]), nullptr);
     }
   }
-  png_read_end(png, nullptr);
+  png_read_end(png, info);  // without info, chunks behind the pixels are passed over in silence
   for (std::uint32_t row = 0; indexed && row < height; ++row) {
     lookUp(png, info, &pixels[std::size_t{row} * width], width);
   }

@@ -15,8 +15,6 @@
 using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
 using Fill = std::function<void(std::FILE*)>;
 
-inline std::string folderOf(const std::string& path) { return path.substr(0, path.rfind('/') + 1); }
-
 // Fills the file and closes it. If that fails, throws the cause, with the path.
 inline void fillFile(File file, const std::string& path, const Fill& fill) {
   require(file != nullptr, path);
@@ -28,7 +26,7 @@ inline void fillFile(File file, const std::string& path, const Fill& fill) {
 inline void replaceFile(const std::string& path, const Fill& fill) {
   static std::string unfinished;  // for the signal handler
   const auto now = std::chrono::steady_clock::now().time_since_epoch().count();
-  unfinished = folderOf(path) + "unfinished." + std::to_string(now);
+  unfinished = path.substr(0, path.rfind('/') + 1) + "unfinished." + std::to_string(now);
   for (const int ending : {SIGHUP, SIGINT, SIGTERM}) {
     if (std::signal(ending, SIG_IGN) != SIG_IGN) {
       std::signal(ending, [](int number) {
@@ -41,7 +39,7 @@ inline void replaceFile(const std::string& path, const Fill& fill) {
   File file(std::fopen(unfinished.c_str(), "wbx"), std::fclose);
   struct stat there = {};
   if (file != nullptr && stat(path.c_str(), &there) == 0) {
-    fchmod(fileno(file.get()), there.st_mode & 07777);
+    fchmod(fileno(file.get()), there.st_mode & 0777);
   }
   fillFile(std::move(file), path, fill);
   require(std::rename(unfinished.c_str(), path.c_str()) == 0, path);
@@ -66,7 +64,8 @@ inline bool writeFile(const std::string& path, const Fill& fill) {
   struct stat there = {};
   const bool exists = stat(path.c_str(), &there) == 0;
   if (exists && (!S_ISREG(there.st_mode) || isStandard(there))) {
-    fillFile(File(std::fopen(path.c_str(), "wb"), std::fclose), path, fill);
+    const char* const mode = isStandard(there) ? "ab" : "wb";  // what was written before stays
+    fillFile(File(std::fopen(path.c_str(), mode), std::fclose), path, fill);
     return false;
   }
   replaceFile(path, fill);

@@ -33,10 +33,9 @@ inline const PixelFormat& formatNamed(std::string_view name) {
     if (name == format.name) {
       return format;
     }
-    const bool last = &format == std::end(kPixelFormats) - 1;
-    names += (names.empty() ? "" : last ? " and " : ", ") + std::string(format.name);
+    names += std::string(" ") + format.name;
   }
-  throw std::runtime_error(std::string(name) + ": the formats are " + names);
+  throw std::runtime_error(std::string(name) + ": the formats are" + names);
 }
 
 struct Colour {
