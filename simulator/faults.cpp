@@ -20,7 +20,7 @@ std::vector<Fault>& faults() {
 // Takes off the text's beginning, up to the separator.
 std::string cut(std::string& text, char separator) {
   const std::size_t end = std::min(text.find(separator), text.size());
-  const std::string piece = text.substr(0, end);
+  std::string piece = text.substr(0, end);
   text.erase(0, end + 1);
   return piece;
 }
