@@ -84,6 +84,7 @@ Picture readPicture(const std::string& path) {
   const bool indexed = png_get_color_type(png, info) == PNG_COLOR_TYPE_PALETTE;
   if (indexed) {
     png_set_packing(png);
+    png_set_check_for_invalid_index(png, 0);  // lookUp does it; not every libpng would say so
   } else {
     png_set_expand(png);
     png_set_scale_16(png);
