@@ -6,5 +6,4 @@ from conftest import table
 @table("arguments", {"an image": "-i image.raw -w 3 -h 1", "a blank": "--blank"})
 def test_yardstick(run, arguments):
     calls = run(f"planeshow-sim {arguments}").log
-    assert len(calls) > 2
     assert run(f"yardstick {arguments}").log == calls

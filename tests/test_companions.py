@@ -47,8 +47,8 @@ FOUR = png(4, 1, 8, RGBA, "00 c86432ff c8643280 ffffff00 050307ff")
     "16 bits are rounded": (png(2, 1, 16, GREY, "00 807f 8081"), "2 1", "RGB888", "808080 808080"),
     "16 bits, interlaced": (png(2, 2, 16, GREY, "00 0101 00 0202 00 0303 0404", interlaced=1), "2 2", "RGB888",
                             "010101 020202 030303 040404"),
-    "a palette with transparency": (png(3, 2, 8, PALETTE, "00 000100 00 010001", COLOURS, chunk(b"tRNS", b"\x80")), "3 2",
-                                    "ARGB8888", "3264c880 050307ff 3264c880 050307ff 3264c880 050307ff"),
+    "a palette with transparency": (png(2, 3, 8, PALETTE, "00 0001 00 0100 00 0000", COLOURS, chunk(b"tRNS", b"\x80")),
+                                    "2 3", "ARGB8888", "3264c880 050307ff 050307ff" + 3 * "3264c880"),
     "a colour key": (png(2, 1, 8, RGB, "00 010203 040506", chunk(b"tRNS", bytes((0, 1, 0, 2, 0, 3)))), "2 1", "ARGB8888",
                      "03020100 060504ff"),
     "a gamma of 1.0 changes no value": (png(1, 1, 8, RGB, "00 c86432", chunk(b"gAMA", struct.pack(">I", 100000))), "1 1",
@@ -71,6 +71,7 @@ def test_converter(run, picture, size, format, memory):
     "transparency behind the pixels": (FOUR[:-12] + chunk(b"tRNS", b"\x80") + FOUR[-12:], "tRNS: out of place", 0),
     "more transparency than palette": (png(2, 1, 8, PALETTE, "00 0001", COLOURS, chunk(b"tRNS", b"\x80\x80\x80")),
                                        "tRNS: invalid", 0),
+    "4 GiB": (png(65536, 16384, 8, GREY, ""), "too large: its pixels would fill 4 GiB or more", 1),
     "cut": (FOUR[:-14], "the file ends too early", 1),
     "no PNG": (b"123456789", "Not a PNG file", 1),
     "empty": (b"", "the file is empty", 1)})

@@ -54,9 +54,9 @@ ALLOC = "*alloc {len=9 *} = 0 {fd=*}"
         [ION, PROBE, "*alloc *", GE2D, "layer *", "*put {channel=1 *out_value=-1} = 0 {out_value=1}",
          "*put {channel=0 *out_value=-1} = -1 EBADF", "close 5 = 0"]),
     "channels and modes are sent as is": (
-        "probe blank=1,0 blank=0,1 blank=5,9 fastlogo=7", ["blank = 0", "blank = 0", "blank = -1", "fastlogo = -1"],
+        "probe blank=1,0 blank=0,1 blank=5,2 fastlogo=7", ["blank = 0", "blank = 0", "blank = -1", "fastlogo = -1"],
         [GE2D, "*present {channel=0 enable=0} = 0 {}", "*present {channel=1 enable=1} = 0 {}",
-         "*present {channel=9 enable=0} = -1 EINVAL", "*fastlogo {mode=7} = -1 EINVAL", "close 3 = 0"])})
+         "*present {channel=2 enable=0} = -1 EINVAL", "*fastlogo {mode=7} = -1 EINVAL", "close 3 = 0"])})
 def test_results(run, command, results, log):
     assert_lines(run(command, err="\n".join(results) + "\n").log, log)
 
