@@ -77,6 +77,7 @@ std::string makeFolder(std::string folder) {
   if (link.st_uid != geteuid() || target.st_uid != geteuid()) {
     throw std::runtime_error(folder + " is not your own");
   }
+  require(chmod(folder.c_str(), 0700) == 0, folder);
   return folder;
 }
 

@@ -119,6 +119,7 @@ def test_not_drawn(run, make, why):
     "by default": ("A=", ".local/state/planeshow-sim"),
     "in the folder for all states": ("'XDG_STATE_HOME={}/states'", "states/planeshow-sim")})
 def test_private_state(run, tmp_path, setting, folder):
+    os.makedirs("states/planeshow-sim")  # open to others
     command = f"{setting.format(tmp_path)} SIM_SCREEN= planeshow-sim --blank"
     run(command, err=f"planeshow-sim: the screen is in {tmp_path}/{folder}/screen.png\n")
     assert os.stat(folder).st_mode == 0o40700

@@ -10,7 +10,6 @@ from conftest import NO_BUFFER, SOURCE, needs, table
 
 # The result is followed by the out-parameter, and for a submission by the record's out value.
 @table("settings, calls, results", {
-    "no length": ("", "alloc_fd=0", ["alloc_fd = -22 -7"]),
     "a modern request on a legacy kernel": ("SIM_ION=legacy SIM_FAIL=free:ENOTTY", "alloc_fd=9", ["alloc_fd = -25 -7"]),
     "the lowest handle, a freed one's too": (
         "SIM_ION=legacy", "alloc=9 alloc_fd=9 alloc=9", ["alloc = 0 1", "alloc_fd = 0 4", "alloc = 0 2"]),
