@@ -145,7 +145,11 @@ SIM_WRAP(int, dup, (int fd), (fd), perform, "dup", std::to_string(fd))
 // A close that is told to fail still closes the descriptor, as on Linux.
 extern "C" int __wrap_close(int fd) {
   const int result = __real_close(fd);
-  return perform("close", std::to_string(fd), [&] { return result; });
+  const int error = errno;
+  return perform("close", std::to_string(fd), [&] {
+    errno = error;
+    return result;
+  });
 }
 
 extern "C" int __wrap_ioctl(int fd, unsigned long code, void* record) {

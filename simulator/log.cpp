@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
@@ -16,17 +15,22 @@ namespace sim {
 namespace {
 
 // Opens the file for each line, so that the tool's descriptors have their usual numbers. A pipe
-// that nobody reads is an error, and not waited for. Returns false with errno set if it fails.
-bool append(const std::string& text) {
+// that nobody reads is an error, and not waited for. Returns 0 or the errno.
+int append(const std::string& text) {
   orvan::uniquefd file;
   file.reset(
       open(settings().log.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_NONBLOCK | O_CLOEXEC, 0666));
-  std::size_t done = 0;
-  for (ssize_t written = 0; file.get() != -1 && done < text.size() && written != -1;) {
-    written = write(file.get(), &text[done], text.size() - done);
-    done += static_cast<std::size_t>(std::max<ssize_t>(written, 0));
+  if (file.get() == -1) {
+    return errno;
   }
-  return file.get() != -1 && done == text.size();
+  for (std::size_t done = 0; done < text.size();) {
+    const ssize_t written = write(file.get(), &text[done], text.size() - done);
+    if (written == -1) {
+      return errno;
+    }
+    done += static_cast<std::size_t>(written);
+  }
+  return 0;
 }
 
 }  // namespace
@@ -34,15 +38,17 @@ bool append(const std::string& text) {
 bool logging() { return !settings().log.empty(); }
 
 void startLog() {
-  if (logging() && !append("")) {
-    reject("LOG", settings().log, strerror(errno));
+  const int error = logging() ? append("") : 0;
+  if (error != 0) {
+    reject("LOG", settings().log, strerror(error));
   }
 }
 
 void logLine(const std::string& line) {
   static bool complained = false;
-  if (logging() && !append(line + "\n") && !complained) {
-    complain("the log is incomplete: " + settings().log + ": " + strerror(errno));
+  const int error = logging() ? append(line + "\n") : 0;
+  if (error != 0 && !complained) {
+    complain("the log is incomplete: " + settings().log + ": " + strerror(error));
     complained = true;
   }
 }

@@ -53,7 +53,8 @@ def build(request):
     has |= set() if wrap or b"__ubsan_handle" in elf else {"last descriptor"}
     legacy_alloc = "c0204900" if bits == 64 else "c0144900"  # its record has size_t members
     nm = "arm-linux-gnueabihf-gcc-nm" if arm else "gcc-nm"  # which read objects for link-time optimisation, too
-    return types.SimpleNamespace(folder=folder, has=has, legacy_alloc=legacy_alloc, nm=nm, wrap=[*wrap, *(["qemu-arm"] if arm else [])])
+    wrap += ["qemu-arm"] if arm else []
+    return types.SimpleNamespace(folder=folder, has=has, legacy_alloc=legacy_alloc, nm=nm, wrap=wrap)
 
 
 @pytest.fixture(autouse=True)
