@@ -18,6 +18,7 @@
 #include "simulator/log.h"
 #include "simulator/screen.h"
 #include "simulator/settings.h"
+#include "tools/companion.h"
 
 extern "C" {
 int __real_main(int argc, char** argv);
@@ -103,6 +104,7 @@ void* performMap(std::size_t size, int protection, int flags, int fd, const Real
 // Sets everything up before the tool's main begins. The exit handler is registered first, so it
 // runs after all of the tool's, which close the devices.
 extern "C" int __wrap_main(int argc, char** argv) {
+  programName = "planeshow-sim";
   sim::readFaults();
   sim::startLog();
   std::atexit([] {

@@ -6,8 +6,8 @@
 #include <cerrno>
 #include <cstring>
 
+#include "common/uniquefd.h"
 #include "simulator/settings.h"
-#include "src/common/uniquefd.h"
 #include "tools/companion.h"
 
 namespace sim {

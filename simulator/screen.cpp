@@ -7,9 +7,9 @@
 #include <algorithm>
 #include <vector>
 
+#include "common/uniquefd.h"
 #include "simulator/ge2d.h"
 #include "simulator/settings.h"
-#include "src/common/uniquefd.h"
 #include "tools/output.h"
 
 namespace sim {

@@ -10,17 +10,19 @@
 #include <string_view>
 #include <system_error>
 
-#include "src/app/version.h"
-#include "src/common/standard_descriptors.h"
+#include "app/version.h"
+#include "common/standard_descriptors.h"
 
 // What the programs of this folder and the simulated devices share. An error that ends the program
 // is thrown, and its text is the line that is printed.
 
+inline const char* programName = "";  // stands before each message; main sets it
+
 inline void complain(const std::string& what) {
-  std::fprintf(stderr, PROGRAM ": %s\n", what.c_str());
+  std::fprintf(stderr, "%s: %s\n", programName, what.c_str());
 }
 
-// If it wasn't done, throws the error of the last system call, with the path.
+// Unless done, throws the error of the last system call, with the path.
 inline void require(bool done, const std::string& path) {
   if (!done) {
     throw std::system_error(errno, std::generic_category(), path);
@@ -41,27 +43,27 @@ inline bool parseSize(std::string_view text, std::int32_t& width, std::int32_t& 
          parseNumber(text.substr(by + 1), height);
 }
 
-// Runs the program if its arguments are complete. Otherwise prints its help, its version or an
+// Runs the program if it got its three arguments. Otherwise prints its help, its version or an
 // error. Returns the exit status.
-inline int runCompanion(int argc, char** argv, bool complete, const char* usage,
-                        const char* purpose, int (*run)(int argc, char** argv)) {
+inline int runCompanion(int argc, char** argv, const char* name, const std::string& usage,
+                        const char* purpose, void (*run)(char** argv)) {
+  programName = name;
   fillStandardDescriptors();
   std::signal(SIGXFSZ, SIG_IGN);  // a file at its size limit is an ordinary error,
   std::signal(SIGPIPE, SIG_IGN);  // and so is a reader that has gone
   try {
-    int status = 0;
     const std::string_view option = argc == 2 ? argv[1] : "";
     if (option == "--help") {
-      std::printf("Usage: " PROGRAM " %s\n%s\n", usage, purpose);
+      std::printf("Usage: %s %s\n%s\n", name, usage.c_str(), purpose);
     } else if (option == "--version") {
-      std::puts(PROGRAM " " PLANESHOW_VERSION);
-    } else if (complete) {
-      status = run(argc, argv);
+      std::printf("%s " PLANESHOW_VERSION "\n", name);
+    } else if (argc == 4) {
+      run(argv);
     } else {
-      throw std::runtime_error(std::string("usage: " PROGRAM " ") + usage);
+      throw std::runtime_error("usage: " + std::string(name) + " " + usage);
     }
     require(std::fflush(stdout) == 0, "standard output");
-    return status;
+    return 0;
   } catch (const std::bad_alloc&) {
     complain("there is not enough memory");
   } catch (const std::exception& failure) {

@@ -1,5 +1,3 @@
-// Makes a raw image from a PNG, and prints the command that shows it.
-
 #include <png.h>
 
 #include <cstring>
@@ -106,7 +104,7 @@ Picture readPicture(const std::string& path) {
   return {width, height, std::move(pixels)};
 }
 
-int run(int /*argc*/, char** argv) {
+void run(char** argv) {
   const PixelFormat& format = formatNamed(argv[2]);
   struct stat source = {};
   struct stat target = {};
@@ -122,12 +120,11 @@ int run(int /*argc*/, char** argv) {
     std::printf("planeshow -i %s -f %s -w %u -h %u\n", quoted(argv[3]).c_str(), format.name,
                 picture.width, picture.height);
   }
-  return 0;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  return runCompanion(argc, argv, argc == 4, "PICTURE.png FORMAT FILE",
+  return runCompanion(argc, argv, "planeshow-convert", "PICTURE.png FORMAT FILE",
                       "Makes a raw image from a PNG, and prints the command that shows it.", run);
 }

@@ -1,5 +1,3 @@
-// Writes a raw test card that shows at a glance what went wrong between the file and the screen.
-
 #include <algorithm>
 #include <cstdlib>
 #include <utility>
@@ -108,7 +106,7 @@ class Card {
   std::string mText;
 };
 
-int run(int /*argc*/, char** argv) {
+void run(char** argv) {
   const PixelFormat& format = formatNamed(argv[1]);
   const std::string size = argv[2];
   std::int32_t width = 0;
@@ -121,13 +119,12 @@ int run(int /*argc*/, char** argv) {
   writeRawFile(argv[3], format, width, height, [&](std::int64_t x, std::int64_t y) {
     return Pixel{card.at(x, y), 255};
   });
-  return 0;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
   return runCompanion(
-      argc, argv, argc == 4, "FORMAT WIDTHxHEIGHT FILE",
+      argc, argv, "planeshow-testcard", "FORMAT WIDTHxHEIGHT FILE",
       "Writes a raw test card that shows what went wrong between the file and the screen.", run);
 }
