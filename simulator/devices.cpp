@@ -17,6 +17,44 @@
 
 namespace sim {
 
+namespace {
+
+// The record's fields as name=value. If before is given, only those that differ from it.
+std::string describe(const Request& request, const std::int32_t* words,
+                     const std::int32_t* before = nullptr) {
+  std::string text;
+  std::istringstream fields(request.fields);
+  std::size_t at = 0;
+  for (std::string field; fields >> field;) {
+    const std::size_t plus = field.find_first_not_of('+');
+    const std::size_t count = plus == 2 ? 2 : 1;
+    std::uint64_t value = 0;
+    memcpy(&value, &words[at], count * sizeof *words);
+    if (before == nullptr || memcmp(&words[at], &before[at], count * sizeof *words) != 0) {
+      text += (text.empty() ? "" : " ") + field.substr(plus) + "=" +
+              (plus == 0 ? std::to_string(words[at]) : std::to_string(value));
+    }
+    at += count;
+  }
+  return " {" + text + "}";
+}
+
+// Lets the driver do its work, or gives the answer that the settings ask for.
+int answer(const Request& request, std::int32_t* words) {
+  const Fault* const fault = nextFault(request.name);
+  if (fault != nullptr && fault->result < 0) {
+    return fault->result;
+  }
+  if (fault != nullptr && fault->noDescriptor) {
+    words[request.descriptor] = -1;
+    return 0;
+  }
+  const int result = request.carryOut(words);
+  return result == 0 && fault != nullptr ? fault->result : result;
+}
+
+}  // namespace
+
 std::string nameOf(int fd) {
   char target[64];
   const std::string entry = "/proc/self/fd/" + std::to_string(fd);
@@ -32,88 +70,56 @@ std::size_t bufferLength(const std::string& name) {
   return of == std::string::npos ? 0 : strtoul(&name[of + 4], nullptr, 10);
 }
 
-int makeFile(const std::string& name, std::uint64_t backed, bool closeOnExec) {
-  const int fd = memfd_create(name.c_str(), closeOnExec ? MFD_CLOEXEC : 0);
-  if (fd >= 0 && (backed == 0 || fallocate64(fd, 0, 0, static_cast<off64_t>(backed)) == 0)) {
-    return fd;
+int makeFile(const std::string& name, std::uint64_t backed) {
+  const int fd = memfd_create(name.c_str(), MFD_CLOEXEC);
+  if (fd >= 0 && backed > 0 && fallocate64(fd, 0, 0, static_cast<off64_t>(backed)) != 0) {
+    const int error = errno;
+    close(fd);
+    errno = error;
+    return -1;
   }
-  const int error = errno;
-  close(fd);
-  return -error;
+  return fd;
 }
 
-const Request* findRequest(const std::function<bool(const Request&)>& condition) {
-  for (const auto* const requests : {&ionRequests(), &ge2dRequests()}) {
-    const auto found = std::find_if(requests->begin(), requests->end(), condition);
-    if (found != requests->end()) {
-      return &*found;
-    }
+std::vector<Request> requests() {
+  std::vector<Request> all = ionRequests();
+  for (const Request& request : ge2dRequests()) {
+    all.push_back(request);
   }
-  return nullptr;
+  return all;
 }
 
-int openDevice(const std::string& path, bool closeOnExec) {
+bool isDevice(const std::string& path) { return path == kIon || path == kGe2d; }
+
+int openDevice(const std::string& path) {
   const std::string& node = path == kIon ? settings().ion : settings().ge2d;
-  return node == "absent"      ? -ENOENT
-         : node == "forbidden" ? -EACCES
-                               : makeFile(path, 0, closeOnExec);
-}
-
-namespace {
-
-// The record's fields as name=value. If before is given, only those that differ from it.
-std::string describe(const Request& request, const std::int32_t* words,
-                     const std::int32_t* before = nullptr) {
-  std::string text;
-  std::istringstream fields(request.fields);
-  for (std::string field; fields >> field;) {
-    const std::size_t plus = field.find_first_not_of('+');
-    const std::size_t count = plus == 2 ? 2 : 1;
-    std::uint64_t value = 0;
-    memcpy(&value, words, count * sizeof *words);
-    if (before == nullptr || memcmp(words, before, count * sizeof *words) != 0) {
-      text += (text.empty() ? "" : " ") + field.substr(plus) + "=" +
-              (plus == 0 ? std::to_string(*words) : std::to_string(value));
-    }
-    words += count;
-    before += before == nullptr ? 0 : count;
+  if (node == "absent" || node == "forbidden") {
+    errno = node == "absent" ? ENOENT : EACCES;
+    return -1;
   }
-  return " {" + text + "}";
+  return makeFile(path, 0);
 }
-
-// Lets the driver do its work, or give the answer that it was told to give.
-int perform(const Request& request, std::int32_t* words) {
-  const Fault* const fault = nextFault(request.name);
-  if (fault == nullptr || fault->result > 0) {
-    const int result = request.perform(words);
-    return result == 0 && fault != nullptr ? fault->result : result;
-  }
-  if (fault->noDescriptor) {
-    words[request.descriptor] = -1;
-  }
-  return -fault->error;
-}
-
-}  // namespace
 
 int answerRequest(int fd, std::uint32_t code, void* record) {
   const std::string device = nameOf(fd);
-  const Request* const request = findRequest(
-      [&](const Request& known) { return device == known.device && code == known.code; });
+  const std::vector<Request> known = requests();
+  const auto request = std::find_if(known.begin(), known.end(), [&](const Request& one) {
+    return device == one.device && code == one.code;
+  });
   char asked[32];
   std::snprintf(asked, sizeof asked, "ioctl %d %08x", fd, code);
   std::string log = asked;
   int result = 0;
-  if (request == nullptr) {
+  if (request == known.end()) {
     result = fcntl(fd, F_GETFD) == -1 ? -EBADF : -ENOTTY;
     log += resultText(result);
   } else {
     // Like a driver: copy the record in, work on the copy, copy it out.
-    alignas(std::uint64_t) std::int32_t words[20] = {};
-    std::int32_t before[20] = {};
+    alignas(std::uint64_t) std::int32_t words[kLargestRecord / 4] = {};
+    std::int32_t before[kLargestRecord / 4] = {};
     memcpy(words, record, request->size);
     memcpy(before, record, request->size);
-    result = perform(*request, words);
+    result = answer(*request, words);
     memcpy(record, words, request->size);
     log += std::string(" ") + request->name + describe(*request, before) + resultText(result);
     if (result >= 0 || memcmp(words, before, sizeof words) != 0) {

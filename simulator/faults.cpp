@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <sstream>
 #include <vector>
 
 #include "simulator/devices.h"
@@ -12,18 +13,7 @@ namespace sim {
 
 namespace {
 
-std::vector<Fault>& faults() {
-  static auto& faults = *new std::vector<Fault>;
-  return faults;
-}
-
-// Takes off the text's beginning, up to the separator.
-std::string cut(std::string& text, char separator) {
-  const std::size_t end = std::min(text.find(separator), text.size());
-  std::string piece = text.substr(0, end);
-  text.erase(0, end + 1);
-  return piece;
-}
+std::vector<Fault> faults;
 
 // The number of an errno's name, or 0.
 int errnoOf(const std::string& name) {
@@ -39,21 +29,25 @@ int errnoOf(const std::string& name) {
 bool canMeet(const Fault& fault) {
   const char* const calls[] = {"open", "stat", "mmap", "munmap", "dup", "close"};
   if (std::find(std::begin(calls), std::end(calls), fault.call) != std::end(calls)) {
-    return fault.error != 0;
+    return fault.result < 0;
   }
-  const Request* const request =
-      findRequest([&](const Request& known) { return fault.call == known.name; });
-  return request != nullptr && (request->descriptor > 0 || !fault.noDescriptor);
+  const std::vector<Request> known = requests();
+  return std::any_of(known.begin(), known.end(), [&](const Request& request) {
+    return fault.call == request.name && (request.descriptor > 0 || !fault.noDescriptor);
+  });
 }
 
 Fault parseFault(const std::string& text) {
-  std::string use = text;
+  std::istringstream pieces(text);
+  std::string answer;
+  std::string use;
   Fault fault;
-  fault.call = cut(use, ':');
-  const std::string answer = cut(use, ':');
+  std::getline(pieces, fault.call, ':');
+  std::getline(pieces, answer, ':');
+  std::getline(pieces, use);
   fault.noDescriptor = answer == "nofd";
-  fault.error = errnoOf(answer);
-  bool right = fault.noDescriptor || fault.error != 0 || parseNumber(answer, fault.result);
+  fault.result = -errnoOf(answer);
+  bool right = fault.noDescriptor || fault.result != 0 || parseNumber(answer, fault.result);
   if (!use.empty()) {
     fault.andFollowing = use.back() == '+';
     use.resize(use.size() - (fault.andFollowing ? 1 : 0));
@@ -68,20 +62,21 @@ Fault parseFault(const std::string& text) {
 }  // namespace
 
 void readFaults() {
-  for (std::string rest = settings().fail; !rest.empty();) {
-    faults().push_back(parseFault(cut(rest, ',')));
+  std::istringstream list(settings().fail);
+  for (std::string fault; std::getline(list, fault, ',');) {
+    faults.push_back(parseFault(fault));
   }
 }
 
 const Fault* nextFault(const std::string& call) {
-  const Fault* met = nullptr;
-  for (Fault& fault : faults()) {
+  const Fault* triggered = nullptr;
+  for (Fault& fault : faults) {
     if (fault.call == call && ++fault.seen >= fault.first &&
-        (fault.seen == fault.first || fault.andFollowing) && met == nullptr) {
-      met = &fault;
+        (fault.seen == fault.first || fault.andFollowing) && triggered == nullptr) {
+      triggered = &fault;
     }
   }
-  return met;
+  return triggered;
 }
 
 }  // namespace sim

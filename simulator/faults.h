@@ -7,8 +7,7 @@ namespace sim {
 // The answer that one kind of call or request is told to give.
 struct Fault {
   std::string call;
-  int error = 0;              // the errno that it fails with, or 0
-  int result = 0;             // the positive result that it returns after its work, or 0
+  int result = 0;  // the negated errno that it fails with, or what it returns after its work
   bool noDescriptor = false;  // it succeeds with the descriptor -1
   unsigned first = 1;         // the first use that meets the fault, from 1
   bool andFollowing = true;
@@ -18,7 +17,7 @@ struct Fault {
 // Reads the faults from the settings. One that can't happen ends the process like a wrong setting.
 void readFaults();
 
-// Counts this use of the call or request. Returns the fault that it meets, or null.
+// Counts this use of the call or request. Returns the fault that it triggers, or null.
 const Fault* nextFault(const std::string& call);
 
 }  // namespace sim

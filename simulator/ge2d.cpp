@@ -21,7 +21,7 @@ struct Present {
   std::uint32_t channel, enable;
 };
 
-// The CRC-32 of zip and PNG, so that a person can compare it with the file's.
+// The CRC-32 of zip and PNG, so that it can be compared with that of the image file.
 std::uint32_t crc32(const unsigned char* bytes, std::size_t length) {
   std::array<std::uint32_t, 256> table = {};
   for (std::uint32_t byte = 0; byte < table.size(); ++byte) {
@@ -37,70 +37,62 @@ std::uint32_t crc32(const unsigned char* bytes, std::size_t length) {
   return ~crc;
 }
 
-class Display {
- public:
-  std::array<Channel, kChannels> channels;
+std::int32_t layers = 0;  // that were taken
 
-  int put(Layer& layer) {
-    const std::string buffer = nameOf(layer.dma_buf_fd);
-    Channel taken = {true, true, layer, nullptr, bufferLength(buffer)};
-    if (layer.channel >= kChannels) {
-      return -EINVAL;
-    }
-    if (taken.length == 0) {
-      return fcntl(layer.dma_buf_fd, F_GETFD) == -1 ? -EBADF : -EINVAL;
-    }
-    // A mapping keeps the buffer without using up a descriptor, as a driver does.
-    if (!settings().state.empty() || logging()) {
-      void* const bytes = mmap(nullptr, taken.length, PROT_READ, MAP_SHARED, layer.dma_buf_fd, 0);
-      if (bytes == MAP_FAILED) {
-        return -errno;
-      }
-      taken.bytes = static_cast<const unsigned char*>(bytes);
-    }
-    layer.out_value = ++mLayers;
-    channels[layer.channel] = taken;
-    if (logging() && taken.bytes != nullptr) {
-      char checksum[32];
-      std::snprintf(checksum, sizeof checksum, ", crc32 %08x", crc32(taken.bytes, taken.length));
-      logLine("layer channel " + std::to_string(layer.channel) + ": " + buffer + checksum);
-    }
-    return 0;
+int put(void* record) {
+  Layer& layer = *static_cast<Layer*>(record);
+  const std::string buffer = nameOf(layer.dma_buf_fd);
+  Channel taken = {true, true, layer, nullptr, bufferLength(buffer)};
+  if (layer.channel >= kChannels) {
+    return -EINVAL;
   }
-
-  int present(Present& record) {
-    if (record.channel >= kChannels) {
-      return -EINVAL;
-    }
-    channels[record.channel].touched = true;
-    channels[record.channel].shown = record.enable != 0;
-    return 0;
+  if (taken.length == 0) {
+    return fcntl(layer.dma_buf_fd, F_GETFD) == -1 ? -EBADF : -EINVAL;
   }
+  // A mapping keeps the buffer without using up a descriptor, as a driver does.
+  if (!settings().state.empty() || logging()) {
+    void* const bytes = mmap(nullptr, taken.length, PROT_READ, MAP_SHARED, layer.dma_buf_fd, 0);
+    if (bytes == MAP_FAILED) {
+      return -errno;
+    }
+    taken.bytes = static_cast<const unsigned char*>(bytes);
+  }
+  layer.out_value = ++layers;
+  channels[layer.channel] = taken;
+  if (logging()) {
+    char checksum[32];
+    std::snprintf(checksum, sizeof checksum, ", crc32 %08x", crc32(taken.bytes, taken.length));
+    logLine("layer channel " + std::to_string(layer.channel) + ": " + buffer + checksum);
+  }
+  return 0;
+}
 
-  int fastlogo(std::int32_t& mode) { return mode == 0 || mode == 1 ? 0 : -EINVAL; }
+int present(void* record) {
+  const Present& asked = *static_cast<Present*>(record);
+  if (asked.channel >= kChannels) {
+    return -EINVAL;
+  }
+  channels[asked.channel].touched = true;
+  channels[asked.channel].shown = asked.enable != 0;
+  return 0;
+}
 
- private:
-  std::int32_t mLayers = 0;
-};
-
-Display& display() {
-  static auto& display = *new Display;
-  return display;
+int fastlogo(void* record) {
+  const std::int32_t mode = *static_cast<std::int32_t*>(record);
+  return mode == 0 || mode == 1 ? 0 : -EINVAL;
 }
 
 }  // namespace
 
-Channel& channel(unsigned number) { return display().channels.at(number); }
+Channel channels[kChannels];
 
-const std::vector<Request>& ge2dRequests() {
-  static const auto& requests = *new std::vector<Request>{
-      {kGe2d, 0x4631, "put", 80,
-       "+channel param_a format param_b param_c param_d window_x window_y window_w window_h "
-       "compress buf_width buf_height crop_x crop_y crop_w crop_h dma_buf_fd param_e out_value",
-       by(&display(), &Display::put)},
-      {kGe2d, 0x4632, "present", 8, "+channel +enable", by(&display(), &Display::present)},
-      {kGe2d, 0x4635, "fastlogo", 4, "mode", by(&display(), &Display::fastlogo)}};
-  return requests;
+std::vector<Request> ge2dRequests() {
+  return {{kGe2d, 0x4631, "put", sizeof(Layer),
+           "+channel param_a format param_b param_c param_d window_x window_y window_w window_h "
+           "compress buf_width buf_height crop_x crop_y crop_w crop_h dma_buf_fd param_e out_value",
+           put},
+          {kGe2d, 0x4632, "present", sizeof(Present), "+channel +enable", present},
+          {kGe2d, 0x4635, "fastlogo", sizeof(std::int32_t), "mode", fastlogo}};
 }
 
 }  // namespace sim

@@ -3,6 +3,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "simulator/devices.h"
+
 namespace sim {
 
 // The layer record as the display driver receives it. This is deliberately not the tool's own
@@ -15,7 +17,7 @@ struct Layer {
   std::int32_t crop_x, crop_y, crop_w, crop_h;
   std::int32_t dma_buf_fd, param_e, out_value;
 };
-static_assert(sizeof(Layer) == 80);
+static_assert(sizeof(Layer) == kLargestRecord);
 
 constexpr unsigned kChannels = 2;
 
@@ -28,7 +30,6 @@ struct Channel {
   std::size_t length = 0;
 };
 
-// A channel of the simulated display, 0 or 1.
-Channel& channel(unsigned number);
+extern Channel channels[kChannels];
 
 }  // namespace sim

@@ -29,87 +29,90 @@ struct Share {
 
 constexpr std::uint64_t wholePages(std::uint64_t bytes) { return (bytes + 4095) / 4096 * 4096; }
 
-class Allocator {
- public:
-  int alloc(ModernAlloc& record) {
-    std::string name;
-    const int result = reserve(record.length, record.heaps, name);
-    return result < 0 ? result : makeBuffer(name, record.fd);
+static_assert(sizeof(LegacyAlloc) <= kLargestRecord);  // the longest of these
+
+std::uint64_t used = 0;  // bytes
+unsigned buffers = 0;
+// The name of each handle's buffer. The memory is made when the handle is shared: as in a kernel,
+// the process has no descriptor of it before that.
+std::map<std::int32_t, std::string> handles;
+
+// Takes memory from the heap and names the buffer. The memory counts as used until the process
+// ends, even if everything is closed.
+int reserve(std::uint64_t length, std::uint32_t heaps, std::string& name) {
+  // The kernels round up in 32 bits, so a length in the last page would become 0.
+  if (length == 0 || length > UINT32_MAX - 4095) {
+    return -EINVAL;
   }
-
-  int legacyAlloc(LegacyAlloc& record) {
-    std::string name;
-    const int result = reserve(record.length, record.heaps, name);
-    if (result == 0) {
-      record.handle = 1;
-      while (mHandles.count(record.handle) > 0) {
-        ++record.handle;
-      }
-      mHandles[record.handle] = name;
-    }
-    return result;
+  if ((heaps & 1U << 1) == 0) {
+    return -ENODEV;
   }
-
-  int share(Share& record) {
-    const auto found = mHandles.find(record.handle);
-    if (found == mHandles.end()) {
-      return -EINVAL;
-    }
-    return makeBuffer(found->second, record.fd);
+  if (wholePages(length) > settings().memory - used) {
+    return -ENOMEM;
   }
+  used += wholePages(length);
+  name = "buffer " + std::to_string(++buffers) + " of " + std::to_string(length) + " bytes";
+  return 0;
+}
 
-  int free(std::int32_t& handle) { return mHandles.erase(handle) == 1 ? 0 : -EINVAL; }
-
- private:
-  // Takes memory from the heap and names the buffer. The memory counts as used until the process
-  // ends, even if everything is closed.
-  int reserve(std::uint64_t length, std::uint32_t heaps, std::string& name) {
-    // The kernels round up in 32 bits, so a length in the last page would become 0.
-    if (length == 0 || length > UINT32_MAX - 4095) {
-      return -EINVAL;
-    }
-    if ((heaps & 1U << 1) == 0) {
-      return -ENODEV;
-    }
-    if (wholePages(length) > settings().memory - mUsed) {
-      return -ENOMEM;
-    }
-    mUsed += wholePages(length);
-    name = "buffer " + std::to_string(++mBuffers) + " of " + std::to_string(length) + " bytes";
-    return 0;
+int makeBuffer(const std::string& name, std::int32_t& fd) {
+  const int made = makeFile(name, wholePages(bufferLength(name)));
+  if (made == -1) {
+    return -errno;
   }
+  fd = made;
+  return 0;
+}
 
-  static int makeBuffer(const std::string& name, std::int32_t& fd) {
-    const int made = makeFile(name, wholePages(bufferLength(name)), true);
-    fd = made < 0 ? fd : made;
-    return made < 0 ? made : 0;
+int alloc(void* record) {
+  ModernAlloc& asked = *static_cast<ModernAlloc*>(record);
+  std::string name;
+  const int result = reserve(asked.length, asked.heaps, name);
+  return result < 0 ? result : makeBuffer(name, asked.fd);
+}
+
+// The modern allocator has no free. It is listed because the tool probes with it.
+int noFree(void* /*record*/) { return -ENOTTY; }
+
+int legacyAlloc(void* record) {
+  LegacyAlloc& asked = *static_cast<LegacyAlloc*>(record);
+  std::string name;
+  const int result = reserve(asked.length, asked.heaps, name);
+  if (result == 0) {
+    asked.handle = 1;
+    while (handles.count(asked.handle) > 0) {
+      ++asked.handle;
+    }
+    handles[asked.handle] = name;
   }
+  return result;
+}
 
-  std::uint64_t mUsed = 0;  // bytes
-  unsigned mBuffers = 0;
-  // The name of each handle's buffer. The memory is made when the handle is shared: as in a kernel,
-  // the process has no descriptor of it before that.
-  std::map<std::int32_t, std::string> mHandles;
-};
+int legacyShare(void* record) {
+  Share& asked = *static_cast<Share*>(record);
+  const auto found = handles.find(asked.handle);
+  return found == handles.end() ? -EINVAL : makeBuffer(found->second, asked.fd);
+}
+
+int legacyFree(void* record) {
+  return handles.erase(*static_cast<std::int32_t*>(record)) == 1 ? 0 : -EINVAL;
+}
 
 }  // namespace
 
-const std::vector<Request>& ionRequests() {
-  static auto* const allocator = new Allocator;
-  // The modern allocator has no free. It is listed because the tool probes with it.
-  static const auto& modern = *new std::vector<Request>{
-      {kIon, 0xC0044901, "free", 4, "handle", [](void* /*record*/) { return -ENOTTY; }},
-      {kIon, 0xC0184900, "alloc", 24, "++len +heap_mask +flags fd +reserved",
-       by(allocator, &Allocator::alloc), 4}};
+std::vector<Request> ionRequests() {
+  if (settings().ion == "modern") {
+    return {{kIon, 0xC0044901, "free", 4, "handle", noFree},
+            {kIon, 0xC0184900, "alloc", sizeof(ModernAlloc), "++len +heap_mask +flags fd +reserved",
+             alloc, 4}};
+  }
   // The legacy allocation's lengths are as wide as the process's pointers.
   const bool wide = sizeof(std::size_t) == 8;
-  static const auto& legacy = *new std::vector<Request>{
-      {kIon, wide ? 0xC0204900 : 0xC0144900, "alloc", sizeof(LegacyAlloc),
-       wide ? "++len ++align +heap_mask +flags handle" : "+len +align +heap_mask +flags handle",
-       by(allocator, &Allocator::legacyAlloc)},
-      {kIon, 0xC0044901, "free", 4, "handle", by(allocator, &Allocator::free)},
-      {kIon, 0xC0084904, "share", 8, "handle fd", by(allocator, &Allocator::share), 1}};
-  return settings().ion == "modern" ? modern : legacy;
+  return {{kIon, wide ? 0xC0204900 : 0xC0144900, "alloc", sizeof(LegacyAlloc),
+           wide ? "++len ++align +heap_mask +flags handle" : "+len +align +heap_mask +flags handle",
+           legacyAlloc},
+          {kIon, 0xC0044901, "free", 4, "handle", legacyFree},
+          {kIon, 0xC0084904, "share", sizeof(Share), "handle fd", legacyShare, 1}};
 }
 
 }  // namespace sim

@@ -8,7 +8,7 @@ namespace sim {
 // wrong setting.
 void startLog();
 
-// Whether there is a log. Without one, no call does any work for it.
+// Whether there is a log. Callers compute nothing expensive for a log that isn't there.
 bool logging();
 
 // Appends a line in one write. The first line that can't be written is reported on standard error.

@@ -103,7 +103,7 @@ void writePicture(const std::vector<Colour>& screen, const std::string& path) {
 
 void drawScreen() {
   const std::string folder = settings().state + "/";
-  if (settings().state.empty() || (!channel(0).touched && !channel(1).touched)) {
+  if (settings().state.empty() || (!channels[0].touched && !channels[1].touched)) {
     return;
   }
   try {
@@ -111,8 +111,8 @@ void drawScreen() {
                                static_cast<std::size_t>(settings().height));
     for (unsigned number = 0; number < kChannels; ++number) {  // 1 lies over 0
       const std::string path = folder + "channel" + std::to_string(number) + ".layer";
-      if (channel(number).touched) {
-        keepChannel(channel(number), path);
+      if (channels[number].touched) {
+        keepChannel(channels[number], path);
       }
       drawChannel(path, screen);
     }

@@ -5,9 +5,11 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
-#include <initializer_list>
+#include <iterator>
 #include <map>
+#include <sstream>
 
 #include "tools/companion.h"
 
@@ -17,29 +19,47 @@ namespace {
 
 const std::string kPrefix = "PLANESHOW_SIM_";  // NOLINT(cert-err58-cpp): needs memory to run
 
-// The variables that are set, without their prefix.
-std::map<std::string, std::string> readEnvironment() {
-  std::map<std::string, std::string> found;
-  for (char** entry = environ; *entry != nullptr; ++entry) {
-    const std::string setting = *entry;
-    const std::size_t equals = setting.find('=');
-    if (setting.rfind(kPrefix, 0) == 0 && equals != std::string::npos) {
-      found[setting.substr(kPrefix.size(), equals - kPrefix.size())] = setting.substr(equals + 1);
-    }
+Settings known;
+
+// Takes one variable of the environment. An empty value leaves the default.
+void take(const std::string& variable, std::map<std::string, std::string>& values) {
+  const std::size_t equals = variable.find('=');
+  if (variable.rfind(kPrefix, 0) != 0 || equals == std::string::npos) {
+    return;
   }
-  return found;
+  const std::string name = variable.substr(kPrefix.size(), equals - kPrefix.size());
+  const std::string value = variable.substr(equals + 1);
+  const auto found = values.find(name);
+  if (found == values.end()) {
+    reject(name, value, "there is no such setting");
+  }
+  if (!value.empty()) {
+    found->second = value;
+  }
 }
 
-// Returns the value, or the first of the choices if it is empty.
-std::string choose(const std::string& name, const std::string& value,
-                   std::initializer_list<const char*> choices) {
-  if (value.empty()) {
-    return *choices.begin();
+// Ends the process unless the value is one of the choices, which are separated by blanks.
+void check(const std::string& name, const std::string& value, const std::string& choices) {
+  std::istringstream words(choices);
+  const std::istream_iterator<std::string> end;
+  if (std::find(std::istream_iterator<std::string>(words), end, value) == end) {
+    reject(name, value, "the values are " + choices);
   }
-  if (std::find(choices.begin(), choices.end(), value) == choices.end()) {
-    reject(name, value, "not one of its values");
+}
+
+// Ends the process unless the state can be kept in the folder. Without a reason, it is errno's.
+void needFolder(bool usable, const std::string& folder, const char* why = nullptr) {
+  if (!usable) {
+    reject("STATE", folder,
+           std::string(why == nullptr ? std::strerror(errno) : why) +
+               ": name a folder in PLANESHOW_SIM_STATE");
   }
-  return value;
+}
+
+void makeFolders(const std::string& path) {
+  std::error_code each;  // what counts is the folder at the end
+  std::filesystem::create_directories(path, each);
+  needFolder(access((path + "/").c_str(), X_OK) == 0, path);
 }
 
 std::string environment(const char* name) {
@@ -47,81 +67,58 @@ std::string environment(const char* name) {
   return value == nullptr ? "" : value;
 }
 
-void makeFolders(const std::string& path) {
-  std::error_code each;  // what counts is the folder at the end
-  std::filesystem::create_directories(path, each);
-  require(access((path + "/").c_str(), X_OK) == 0, path);
-}
-
-// Makes the folder for the screen's state if it doesn't exist. The default one is for the user
-// alone: somebody else who owned the folder, or a link of its name, could change the pictures.
-std::string makeFolder(std::string folder) {
-  if (!folder.empty()) {
-    makeFolders(folder);
-    return folder;
-  }
-  const std::string home = environment("HOME");
-  folder = environment("XDG_STATE_HOME");
+// Makes the default folder for the screen's state if it doesn't exist. It is for the user alone:
+// somebody else who owned it, or a link of its name, could change the pictures.
+std::string defaultFolder() {
+  std::string folder = environment("XDG_STATE_HOME");
   if (folder.rfind('/', 0) != 0) {
-    if (home.empty()) {
-      throw std::runtime_error("there is no HOME");
-    }
+    const std::string home = environment("HOME");
+    needFolder(home.rfind('/', 0) == 0, home, "HOME is no absolute path");
     folder = home + "/.local/state";
   }
   makeFolders(folder);
   folder += "/planeshow-sim";
   struct stat link = {};
   struct stat target = {};
-  require(mkdir(folder.c_str(), 0700) == 0 || errno == EEXIST, folder);
-  require(lstat(folder.c_str(), &link) == 0 && stat((folder + "/").c_str(), &target) == 0, folder);
-  if (link.st_uid != geteuid() || target.st_uid != geteuid()) {
-    throw std::runtime_error(folder + " is not your own");
-  }
-  require(chmod(folder.c_str(), 0700) == 0, folder);
+  needFolder(mkdir(folder.c_str(), 0700) == 0 || errno == EEXIST, folder);
+  needFolder(lstat(folder.c_str(), &link) == 0 && stat((folder + "/").c_str(), &target) == 0,
+             folder);
+  needFolder(link.st_uid == geteuid() && target.st_uid == geteuid(), folder, "it is not your own");
+  needFolder(chmod(folder.c_str(), 0700) == 0, folder);
   return folder;
-}
-
-Settings readSettings() {
-  auto variables = readEnvironment();
-  // Takes a variable out. Those that are left in the end are misspelt.
-  const auto take = [&](const char* name) {
-    const auto taken = variables.extract(name);
-    return taken.empty() ? "" : taken.mapped();
-  };
-  Settings found;
-  found.ion = choose("ION", take("ION"), {"modern", "legacy", "absent", "forbidden"});
-  found.ge2d = choose("GE2D", take("GE2D"), {"present", "absent", "forbidden"});
-  found.fail = take("FAIL");
-  found.log = take("LOG");
-  found.state = take("STATE");
-  const bool drawn = choose("SCREEN", take("SCREEN"), {"drawn", "none"}) == "drawn";
-  const std::string size = take("SIZE");
-  if (!size.empty() &&
-      (!parseSize(size, found.width, found.height) || std::max(found.width, found.height) > 8192)) {
-    reject("SIZE", size, "not WIDTHxHEIGHT, each from 1 to 8192");
-  }
-  const std::string memory = take("MEMORY");
-  if (!memory.empty() && !parseNumber(memory, found.memory)) {
-    reject("MEMORY", memory, "not a number of bytes");
-  }
-  if (!variables.empty()) {
-    reject(variables.begin()->first, variables.begin()->second, "there is no such setting");
-  }
-  try {
-    found.state = drawn && PLANESHOW_SIM_DRAWS ? makeFolder(found.state) : "";
-    return found;
-  } catch (const std::exception& failure) {
-    complain(failure.what() + std::string(": name a folder in PLANESHOW_SIM_STATE"));
-  }
-  std::exit(2);  // out here, after the failure has been released
 }
 
 }  // namespace
 
-const Settings& settings() {
-  static const auto& settings = *new Settings(readSettings());
-  return settings;
+void readSettings() {
+  std::map<std::string, std::string> values = {
+      {"ION", "modern"}, {"GE2D", "present"},  {"MEMORY", std::to_string(UINT64_MAX)},
+      {"FAIL", ""},      {"LOG", ""},          {"SCREEN", "drawn"},
+      {"STATE", ""},     {"SIZE", "1920x1080"}};
+  for (char** variable = environ; *variable != nullptr; ++variable) {
+    take(*variable, values);
+  }
+  check("ION", values["ION"], "modern legacy absent forbidden");
+  check("GE2D", values["GE2D"], "present absent forbidden");
+  check("SCREEN", values["SCREEN"], "drawn none");
+  known.ion = values["ION"];
+  known.ge2d = values["GE2D"];
+  known.fail = values["FAIL"];
+  known.log = values["LOG"];
+  if (!parseSize(values["SIZE"], known.width, known.height) ||
+      std::max(known.width, known.height) > 8192) {
+    reject("SIZE", values["SIZE"], "not WIDTHxHEIGHT, each from 1 to 8192");
+  }
+  if (!parseNumber(values["MEMORY"], known.memory)) {
+    reject("MEMORY", values["MEMORY"], "not a number of bytes");
+  }
+  if (PLANESHOW_SIM_DRAWS && values["SCREEN"] == "drawn") {
+    known.state = values["STATE"].empty() ? defaultFolder() : values["STATE"];
+    makeFolders(known.state);
+  }
 }
+
+const Settings& settings() { return known; }
 
 void reject(const std::string& name, const std::string& value, const std::string& why) {
   complain(kPrefix + name + "=" + value + ": " + why);

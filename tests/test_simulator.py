@@ -16,8 +16,7 @@ from conftest import NO_BUFFER, SOURCE, needs, table
     "two buffers use up the memory": (
         "SIM_MEMORY=12288", "alloc_fd=4097 alloc_fd=4097 alloc_fd=4096 alloc_fd=1",
         ["alloc_fd = 0 4", "alloc_fd = -12 -7", "alloc_fd = 0 5", "alloc_fd = -12 -7"]),
-    "a layer needs a buffer": ("", "submit=3,1 submit=77,1", ["submit = -1 -1 -1", "submit = -1 -1 -1"]),
-    "no two threads get the same handle": ("SIM_ION=legacy", "threads", ["threads = 800"])})
+    "a layer needs a buffer": ("SIM_LOG=", "submit=3,1 submit=77,1", ["submit = -1 -1 -1", "submit = -1 -1 -1"])})
 def test_answers(run, settings, calls, results):
     run(f"{settings} probe open {calls}", err="\n".join(["open = 3 0", *results, ""]))
 
@@ -27,7 +26,9 @@ FAIL_RULE = "not call:answer[:n[+]] with an answer that the chosen devices can g
 
 # One line and status 2, whatever the run would have done.
 @table("setting, why", {f"{setting:.30}": (setting, why) for why, settings in {
-    "not one of its values": ["ION=modren", "GE2D=gone", "SCREEN=no"],
+    "the values are modern legacy absent forbidden": ["ION=modren"],
+    "the values are present absent forbidden": ["GE2D=gone"],
+    "the values are drawn none": ["SCREEN=no", "SCREEN=drawn none"],
     "not a number of bytes": ["MEMORY=1G", "MEMORY=-1", "MEMORY=0"],
     "not WIDTHxHEIGHT, each from 1 to 8192": ["SIZE=5x8193", "SIZE=x5", "SIZE=0x5"],
     "No such file or directory": ["LOG=none/log"],
