@@ -40,13 +40,16 @@ def pytest_addoption(parser):
 
 def pytest_configure(config):
     config.addinivalue_line("markers", "needs(what): skip the test where the build lacks it")
+    if not (config.getoption("--build") / "planeshow").exists():
+        raise pytest.UsageError("there is no such build. To make one: cmake --preset debug && cmake --build --preset debug")
 
 
 @pytest.fixture(scope="session")
 def build(request):
     folder = request.config.getoption("--build").resolve()
     elf = (folder / "planeshow").read_bytes()
-    bits, arm, wrap = 32 * elf[4], elf[18] == 40, os.environ.get("WRAP", "").split()
+    bits, arm = 32 * elf[4], elf[18] == 40  # the ELF header's class (1 or 2) and machine
+    wrap = os.environ.get("WRAP", "").split()
     has = {f"{bits} bits", "ARM" if arm else "pictures"}
     # Valgrind keeps some descriptors and memory for itself, and a sanitizer needs a descriptor for a moment.
     has |= set() if wrap else {"all descriptors and limits"}
@@ -82,8 +85,8 @@ def run(build, tmp_path, monkeypatch):
             environment[name.replace("SIM_", "PLANESHOW_SIM_", 1)] = value
         pathlib.Path("log").unlink(missing_ok=True)
         pipes = {"stdin": subprocess.DEVNULL, "stdout": subprocess.PIPE, "stderr": subprocess.PIPE}
-        ran = subprocess.run([*build.wrap, build.folder / words[0], *words[1:]], env=environment, timeout=100,
-                             **pipes | options)
+        ran = subprocess.run([*build.wrap, build.folder / words[0], *words[1:]], env=environment,
+                             **pipes | {"timeout": 100} | options)
         ran.out, ran.err = [(text or b"").decode(errors="backslashreplace") for text in (ran.stdout, ran.stderr)]
         ran.log = pathlib.Path("log").read_text().splitlines() if os.path.exists("log") else []
         print(f"$ {command:.300}", f"status {ran.returncode}", f"{ran.out:.3000}{ran.err:.3000}", *ran.log, sep="\n")

@@ -3,7 +3,6 @@
 
 #include <sys/mman.h>
 
-#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -11,11 +10,9 @@
 #include <iostream>
 #include <map>
 #include <new>
-#include <set>
 #include <sstream>
 #include <string>
 #include <string_view>
-#include <thread>
 #include <vector>
 
 #include "app/options.h"
@@ -88,7 +85,7 @@ int buffer(const Call& call) {
 int image(const Call& call) {
   Image image;
   const int result = image.initFromFile(call.text.c_str());
-  details << " '" << std::string_view(image.mData, image.mSize) << "'";
+  details << ' ' << image.mFd << " '" << std::string_view(image.mData, image.mSize) << "'";
   return result;
 }
 
@@ -100,23 +97,6 @@ int submit(const Call& call) {
   const int result = submitLayer(&info, Out(call).where);
   details << ' ' << info.out_value;
   return result;
-}
-
-// Allocates a hundred handles in each of eight threads. Returns how many of them differ.
-int threads(const Call& /*call*/) {
-  std::array<int, 800> handles = {};
-  std::array<std::thread, 8> running;
-  for (std::size_t thread = 0; thread < running.size(); ++thread) {
-    running[thread] = std::thread([&handles, thread] {
-      for (std::size_t i = thread * 100; i < (thread + 1) * 100; ++i) {
-        ion_alloc(ionFd, 9, 4096, 2, 0, &handles[i]);
-      }
-    });
-  }
-  for (std::thread& thread : running) {
-    thread.join();
-  }
-  return static_cast<int>(std::set<int>(handles.begin(), handles.end()).size());
 }
 
 int atExit(const Call& call);
@@ -135,7 +115,6 @@ const std::map<std::string, int (*)(const Call&)> operations = {
     {"parse_nothing", [](const Call&) { return parseArgs(0, nullptr).target; }},
     {"share", [](const Call& c) { return ion_share(ionFd, c.a(), Out(c).where); }},
     {"submit", submit},
-    {"threads", threads},
 };
 
 void perform(const Call& call) {

@@ -51,17 +51,10 @@ def test_help(run, arguments, printed):
 @table("arguments, error", {
     "an error beats the help": ("--help --bogus", "Option ‘bogus’ does not exist"),
     "-h is the height": ("-h", "Option ‘h’ is missing an argument"),
-    "only the last joined one takes a value": ("-wv 800", "Option ‘w’ requires an argument"),
-    "a short one can't carry its value": ("-i=x", "Argument ‘-i=x’ starts with a - but has incorrect syntax"),
-    "long ones have two letters": ("--w=1", "Argument ‘--w=1’ starts with a - but has incorrect syntax"),
-    "on and off have their words": ("--afbc=yes", "Argument ‘yes’ failed to parse"),
     "checked though unused": ("--colorIndex abc", "Argument ‘abc’ failed to parse"),
     "the target is a number": ("-h 600 -t 1x", "Argument ‘1x’ failed to parse"),
-    "an empty piece of a list": ("-o 0,,1280,720", "Argument ‘’ failed to parse"),
-    "a blank in a list": ("-c '0, 0,1,1'", "Argument ‘ 0’ failed to parse"),
 } | {f"{number} is no 32-bit number": (f"--height='{number}'", f"Argument ‘{number}’ failed to parse") for number in (
-    "2147483648", "-2147483649", "4294967296", "5000000000", "00000000005000000000", "0x80000000", "0x123456789",
-    "-0x80000001", "18446744073709551617", "0X2D0", "0x", "-", "--1", "+1", "1 ", " 1", "12a", "")})
+    "2147483648", "-2147483649", "18446744073709551617", "0x123456789", "-0x80000001", "0X2D0", "0x", "--1", " 1", "12a", "")})
 def test_errors(run, arguments, error):
     assert run("planeshow " + arguments).out == f"error parsing options: {error}\n"
 

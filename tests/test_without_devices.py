@@ -11,10 +11,10 @@ NOT_FOUND = "Image: can not find the image file: "
 
 @table("path, message", {
     "no such file": ("none.raw", NOT_FOUND + "none.raw"),
-    "line ends in a name": ("a\nb\rc", NOT_FOUND + "a\nb\rc"),
+    "a line break in a name": ("a\nb", NOT_FOUND + "a\nb"),
+    "a carriage return in a name": ("a\rb", NOT_FOUND + "a\rb"),
     "a line is cut after 1023 bytes": ("a" * 131000, (NOT_FOUND + "a" * 1023)[:1009]),
     "an empty file": ("empty", "mmap failed: Invalid argument"),
-    "a FIFO": ("pipe", "mmap failed: Invalid argument"),
     "a folder": (".", "mmap failed: No such device"),
     "4 GiB": ("huge", "Could not open 'huge', File too large(27)"),
     "more, of which 32 bits would keep 705 MB": ("larger", "Could not open 'larger', File too large(27)")})
@@ -22,11 +22,7 @@ def test_image(run, path, message):
     for name, size in (("empty", 0), ("huge", 1 << 32), ("larger", 5000000000)):
         pathlib.Path(name).touch()
         os.truncate(name, size)
-    os.mkfifo("pipe")
-    writer = os.open("pipe", os.O_RDWR)  # without a writer the tool would wait
-    ran = run(f"planeshow '--input={path}'", status=1)
-    os.close(writer)
-    assert ran.out == f"initFromFile: {message}\n{NOT_READ}"
+    assert run(f"planeshow '--input={path}'", status=1).out == f"initFromFile: {message}\n{NOT_READ}"
 
 
 # A 64-bit process has room for 3 GiB, and would allocate them.

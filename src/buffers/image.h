@@ -19,10 +19,7 @@ class Image {
   // Returns 0, or -1 after reporting that fd can't be mapped.
   static int loadToBuffer(int fd, unsigned int size, const char* src);
 
- private:
-  std::int32_t mFd = -1;
-
- public:
-  const char* mData = nullptr;  // owned by the object
+  std::int32_t mFd = -1;        // of the file; descriptor and mapping are owned by the object
+  const char* mData = nullptr;  // start of the mapping
   std::uint32_t mSize = 0;      // bytes
 };
