@@ -8,7 +8,7 @@
 
 #include "common/uniquefd.h"
 #include "simulator/settings.h"
-#include "tools/companion.h"
+#include "tools/output.h"
 
 namespace sim {
 
@@ -41,6 +41,15 @@ void startLog() {
   const int error = logging() ? append("") : 0;
   if (error != 0) {
     reject("LOG", settings().log, strerror(error));
+  }
+  // If the output goes to the log's own file, it must not overwrite the log's lines.
+  struct stat log = {};
+  struct stat output = {};
+  for (const int fd : {STDOUT_FILENO, STDERR_FILENO}) {
+    if (stat(settings().log.c_str(), &log) == 0 && fstat(fd, &output) == 0 &&
+        sameFile(log, output)) {
+      fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) | O_APPEND);
+    }
   }
 }
 

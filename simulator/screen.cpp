@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <png.h>
+#include <sys/file.h>
 #include <sys/mman.h>
 
 #include <algorithm>
@@ -28,11 +29,15 @@ void drawLayer(const Layer& layer, std::string_view buffer, std::vector<Colour>&
   const std::int64_t width = std::max(layer.buf_width, 0);
   const std::int64_t height = std::max(layer.buf_height, 0);
   const std::uint64_t needed = static_cast<std::uint64_t>(width * height) * format->bytes;
-  if (buffer.size() < needed) {
+  if (buffer.size() != needed) {
     complain(name + format->name + " of " + std::to_string(width) + "x" + std::to_string(height) +
              " needs " + std::to_string(needed) + " bytes, but the buffer has " +
-             std::to_string(buffer.size()) + ": the missing part is not drawn.");
+             std::to_string(buffer.size()) +
+             (buffer.size() < needed ? ": the missing part is not drawn."
+                                     : ": are format and size right?"));
   }
+  bool onScreen = false;  // some pixel of the image
+  bool visible = false;
   const std::int64_t left = layer.window_x;
   const std::int64_t top = layer.window_y;
   const auto right = std::min<std::int64_t>(left + layer.window_w, settings().width);
@@ -43,11 +48,19 @@ void drawLayer(const Layer& layer, std::string_view buffer, std::vector<Colour>&
       const std::int64_t column = layer.crop_x + (x - left) * layer.crop_w / layer.window_w;
       const auto at = static_cast<std::uint64_t>(row * width + column) * format->bytes;
       const bool inside = row >= 0 && row < height && column >= 0 && column < width;
+      onScreen = onScreen || inside;
       if (inside && at + format->bytes <= buffer.size()) {
         Colour& to = screen[static_cast<std::size_t>(y * settings().width + x)];
-        to = blend(decode(&buffer[at], *format), to);
+        const Pixel pixel = decode(&buffer[at], *format);
+        to = blend(pixel, to);
+        visible = visible || pixel.alpha != 0;
       }
     }
+  }
+  if (!onScreen) {
+    complain(name + "nothing of the layer is on the screen: are window and crop right?");
+  } else if (!visible && buffer.size() >= needed) {
+    complain(name + "every pixel that is shown is transparent.");
   }
 }
 
@@ -106,6 +119,11 @@ void drawScreen() {
   if (settings().state.empty() || (!channels[0].touched && !channels[1].touched)) {
     return;
   }
+  // Runs that end together take turns, so that the last one draws what all have kept. Where the
+  // folder can't be locked, they don't.
+  orvan::uniquefd lock;
+  lock.reset(open(folder.c_str(), O_RDONLY | O_CLOEXEC));
+  flock(lock.get(), LOCK_EX);
   try {
     std::vector<Colour> screen(static_cast<std::size_t>(settings().width) *
                                static_cast<std::size_t>(settings().height));
@@ -119,6 +137,8 @@ void drawScreen() {
     writePicture(screen, folder + "screen.png");
     complain("the screen is in " + folder + "screen.png");
     return;
+  } catch (const std::bad_alloc&) {
+    complain("there is not enough memory");
   } catch (const std::exception& failure) {
     complain(failure.what());
   }

@@ -73,7 +73,7 @@ std::string defaultFolder() {
   std::string folder = environment("XDG_STATE_HOME");
   if (folder.rfind('/', 0) != 0) {
     const std::string home = environment("HOME");
-    needFolder(home.rfind('/', 0) == 0, home, "HOME is no absolute path");
+    needFolder(home.rfind('/', 0) == 0, "", "HOME is not an absolute path");
     folder = home + "/.local/state";
   }
   makeFolders(folder);

@@ -63,16 +63,14 @@ def test_blank(run):
 
 
 @table("arguments, changed", {
-    "RGB888": ("-f RGB888 -t 0", "channel=0 format=1"),
     "the later width, a hexadecimal height": ("-w 1 -w 16 -h 0x10", "buf_width=16 buf_height=16 crop_w=16 crop_h=16"),
-    "a switch takes no word": ("--format=RGB565 --afbc false", "format=2 compress=1"),
+    "a switch takes no word": ("--format=RGB565 --afbc false -t 0", "channel=0 format=2 compress=1"),
     "a name's case counts": ("-f rgb565 --afbc=0", "format=-1"),
     "a name counts as a whole": ("-f RGB5650 -vw 0720", "format=-1"),
     "the window is sent as is": ("-o -1,2,-3,4,", "window_x=-1 window_y=2 window_w=-3 window_h=4"),
     "the crop reaches right and bottom": ("-c 100,50,10,10", "crop_x=100 crop_y=50 crop_w=620 crop_h=430"),
     "a crop before the image": ("-c -5,-5,10,10", ""),
     "a crop beyond the image": ("-c 900,481,0,0", "crop_x=720 crop_y=480 crop_w=0 crop_h=0"),
-    "the largest number": ("-w 2147483647", "buf_width=2147483647 crop_w=2147483647"),
     "a negative size is the limit": (
         "-w -5 -h -2147483648", "buf_width=-5 buf_height=-2147483648 crop_x=-5 crop_y=-2147483648 crop_w=0 crop_h=0"),
     "accepted and unused": ("foo --swap --colorIndex 3 -v - -- -w x", "")})
@@ -133,9 +131,9 @@ def test_unprintable(run, command, log, prepare):
     assert run(command, preexec_fn=prepare).log == log
 
 
-# Even into a file, a line is written before the next request to a driver is made.
+# Even into a file, a line is written before the next request to a driver is made. The log may be the same file.
 def test_printed_before_asked(run):
-    with open("both", "a") as both:
+    with open("both", "w") as both:
         run("SIM_LOG=both planeshow-sim -i image.raw", stdout=both)
     probe, layer = SHOWN.index(MODERN[1]) + 1, SHOWN.index(LAYER[0])
     before, between, after = ["\n".join(lines) + "\n" for lines in (SHOWN[:probe], SHOWN[probe:layer], SHOWN[layer:])]

@@ -1,8 +1,10 @@
 # The screen that planeshow-sim draws after a run, and the state that it keeps for the next one.
 
+import fcntl
 import os
 import pathlib
 import resource
+import subprocess
 
 import pytest
 from PIL import Image
@@ -64,15 +66,26 @@ def test_channels(screen):
     assert seen == ["000000 000080", "FF0000 7F0080", "000000 000080", "000000 000000", "FF0000 FF0000"]
 
 
-# Of four pixels the file has two.
-@table("arguments, shown, err", {
-    "short of data": ("", "030201 060504 000000", "ARGB8888 of 2x2 needs 16 bytes, but the buffer has 8: the missing part "
-                      "is not drawn."),
-    "a crop behind the image": ("-w 1 -h 2 -c 1,0,0,0", "000000 000000 000000", ""),
-    "an unknown format": ("-f NV12", "000000 000000 000000", "AFBC data and unknown formats can't be drawn here.")})
-def test_what_can_not_be_drawn(screen, arguments, shown, err):
-    pathlib.Path("image").write_bytes(bytes((1, 2, 3, 255, 4, 5, 6, 255)))
-    picture = screen(f"-i image -w 2 -h 2 -o 0,0,40,20 {arguments}", "40x20", err and f"planeshow-sim: channel 1: {err}\n")
+NOTHING = "nothing of the layer is on the screen: are window and crop right?"
+NOT_DRAWN = "AFBC data and unknown formats can't be drawn here."
+
+
+# What is odd about a layer of two pixels, the second transparent, is said in a line.
+@table("arguments, shown, said", {
+    "all fits": ("", "030201 000000 030201", ""),
+    "short of data": ("-h 2", "030201 000000 000000",
+                      "ARGB8888 of 2x2 needs 16 bytes, but the buffer has 8: the missing part is not drawn."),
+    "more data than needed": ("-f RGB888", "030201 0504FF 030201",
+                              "RGB888 of 2x1 needs 6 bytes, but the buffer has 8: are format and size right?"),
+    "a crop behind the image": ("-c 2,0,0,0", "000000 000000 000000", NOTHING),
+    "a window beside the screen": ("-o 40,0,40,20", "000000 000000 000000", NOTHING),
+    "a transparent part": ("-c 1,0,0,0", "000000 000000 000000", "every pixel that is shown is transparent."),
+    "an unknown format": ("-f NV12", "000000 000000 000000", NOT_DRAWN),
+    "AFBC data": ("--afbc", "000000 000000 000000", NOT_DRAWN)})
+def test_what_is_odd(screen, arguments, shown, said):
+    pathlib.Path("image").write_bytes(bytes((1, 2, 3, 255, 4, 5, 6, 0)))
+    window = "" if "-o" in arguments else "-o 0,0,40,20"
+    picture = screen(f"-i image -w 2 -h 1 {window} {arguments}", "40x20", said and f"planeshow-sim: channel 1: {said}\n")
     assert colours(picture, (0, 0), (32, 0), (8, 12)) == shown
 
 
@@ -80,13 +93,14 @@ def test_what_can_not_be_drawn(screen, arguments, shown, err):
 @table("arguments, status, left", {
     "no image": ("-i 'no file'", 1, []),
     "a blank": ("--blank", 0, ["screen.png"]),
-    "a layer": ("-i image.raw -w 1 -h 1", 0, ["channel1.layer", "screen.png"])})
+    "a layer": ("-i image.raw -f RGB888 -w 3 -h 1", 0, ["channel1.layer", "screen.png"])})
 def test_kept(run, arguments, status, left):
     said = "planeshow-sim: the screen is in state/screen.png\n" if left else ""
     ran = run(f"SIM_SCREEN= SIM_STATE=state planeshow-sim {arguments}", status, said)
     undrawn = run(f"planeshow-sim {arguments}", status)
     assert (ran.out, ran.log) == (undrawn.out, undrawn.log)
     assert sorted(os.listdir("state")) == left
+    assert not left or Image.open("state/screen.png").size == (1920, 1080)
 
 
 # The layer's file has every byte of the image. Anything of the same name is replaced, even a link or a pipe.
@@ -95,9 +109,19 @@ def test_replaced(screen):
     pathlib.Path("image").write_bytes(image)
     os.symlink("image.raw", "channel1.layer")
     os.mkfifo("screen.png")
-    screen("-i image -w 1 -h 1", "1x1")
+    screen("-i image -f RGB888 -w 100 -h 1000", "1x1")
     assert pathlib.Path("channel1.layer").read_bytes()[80:] == image
     assert pathlib.Path("image.raw").read_bytes() == b"123456789"
+
+
+# Runs that end together take turns at keeping and drawing the screen, by a lock on the state folder.
+def test_runs_take_turns(run):
+    folder = os.open(".", os.O_RDONLY)
+    fcntl.flock(folder, fcntl.LOCK_EX)
+    with pytest.raises(subprocess.TimeoutExpired):
+        run("SIM_SCREEN= SIM_STATE=. planeshow-sim --blank", timeout=1)
+    os.close(folder)
+    assert not os.path.exists("screen.png")
 
 
 # If the screen can't be drawn, the status is 1 and no half-written file is left.
@@ -108,16 +132,20 @@ def test_replaced(screen):
     "a file that is no layer's": (pathlib.Path("channel0.layer").touch, "./channel0.layer is not a layer's file")})
 def test_not_drawn(run, make, why):
     make()
-    run("SIM_LOG= SIM_SCREEN= SIM_STATE=. SIM_SIZE=1x1 planeshow-sim -i image.raw -w 1 -h 1", 1, f"planeshow-sim: {why}\n",
+    run("SIM_LOG= SIM_SCREEN= SIM_STATE=. SIM_SIZE=1x1 planeshow-sim -i image.raw -f RGB888 -w 3 -h 1", 1, f"planeshow-sim: {why}\n",
         preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (4096, 4096)))
     assert not os.path.isfile("screen.png")
     assert not list(pathlib.Path().glob("unfinished.*"))
 
 
+WRONG_STATE, USE = "planeshow-sim: PLANESHOW_SIM_STATE=", ": name a folder in PLANESHOW_SIM_STATE\n"
+
+
 # By default, the state folder is for the user alone, and somebody else's is refused.
 @table("setting, folder", {
     "by default": ("A=", ".local/state/planeshow-sim"),
-    "in the folder for all states": ("'XDG_STATE_HOME={}/states'", "states/planeshow-sim")})
+    "in the folder for all states": ("'XDG_STATE_HOME={}/states'", "states/planeshow-sim"),
+    "a relative folder is none": ("XDG_STATE_HOME=states", ".local/state/planeshow-sim")})
 def test_private_state(run, tmp_path, setting, folder):
     os.makedirs("states/planeshow-sim")  # open to others
     command = f"{setting.format(tmp_path)} SIM_SCREEN= planeshow-sim --blank"
@@ -125,12 +153,12 @@ def test_private_state(run, tmp_path, setting, folder):
     assert os.stat(folder).st_mode == 0o40700
     if os.getuid() == 0:
         os.chown(folder, 65534, 65534)
-        run(command, status=2, err=f"planeshow-sim: {tmp_path}/{folder} is not your own: name a folder in "
-            "PLANESHOW_SIM_STATE\n")
+        run(command, status=2, err=f"{WRONG_STATE}{tmp_path}/{folder}: it is not your own{USE}")
 
 
 @table("settings, why", {
-    "no home": ("HOME=", "there is no HOME"),
+    "no home": ("HOME=", ": HOME is not an absolute path"),
+    "a relative home": ("HOME=states", ": HOME is not an absolute path"),
     "a file": ("SIM_STATE=image.raw", "image.raw: Not a directory")})
 def test_no_folder(run, settings, why):
-    run(f"{settings} SIM_SCREEN= planeshow-sim --blank", 2, f"planeshow-sim: {why}: name a folder in PLANESHOW_SIM_STATE\n")
+    run(f"{settings} SIM_SCREEN= planeshow-sim --blank", 2, WRONG_STATE + why + USE)

@@ -28,7 +28,7 @@ FAIL_RULE = "not call:answer[:n[+]] with an answer that the chosen devices can g
 @table("setting, why", {f"{setting:.30}": (setting, why) for why, settings in {
     "the values are modern legacy absent forbidden": ["ION=modren"],
     "the values are present absent forbidden": ["GE2D=gone"],
-    "the values are drawn none": ["SCREEN=no", "SCREEN=drawn none"],
+    "the values are drawn none": ["SCREEN=no"],
     "not a number of bytes": ["MEMORY=1G", "MEMORY=-1", "MEMORY=0"],
     "not WIDTHxHEIGHT, each from 1 to 8192": ["SIZE=5x8193", "SIZE=x5", "SIZE=0x5"],
     "No such file or directory": ["LOG=none/log"],
@@ -55,6 +55,11 @@ def test_few_descriptors(run, most, status, last):
               err="planeshow-sim: the log is incomplete: log: Too many open files\n",
               preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_NOFILE, (most, most)))
     assert ran.out.endswith(last)
+
+
+def test_full_log(run):
+    os.symlink("/dev/full", "full")
+    run("SIM_LOG=full planeshow-sim --blank", err="planeshow-sim: the log is incomplete: full: No space left on device\n")
 
 
 # A call by a name that isn't wrapped would reach this machine's own devices unnoticed.
