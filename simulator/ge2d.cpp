@@ -49,8 +49,9 @@ int put(void* record) {
   if (taken.length == 0) {
     return fcntl(layer.dma_buf_fd, F_GETFD) == -1 ? -EBADF : -EINVAL;
   }
+  const bool logged = logging();
   // A mapping keeps the buffer without using up a descriptor, as a driver does.
-  if (!settings().state.empty() || logging()) {
+  if (logged || !settings().state.empty()) {
     void* const bytes = mmap(nullptr, taken.length, PROT_READ, MAP_SHARED, layer.dma_buf_fd, 0);
     if (bytes == MAP_FAILED) {
       return -errno;
@@ -59,7 +60,7 @@ int put(void* record) {
   }
   layer.out_value = ++layers;
   channels[layer.channel] = taken;
-  if (logging()) {
+  if (logged) {
     char checksum[32];
     std::snprintf(checksum, sizeof checksum, ", crc32 %08x", crc32(taken.bytes, taken.length));
     logLine("layer channel " + std::to_string(layer.channel) + ": " + buffer + checksum);
