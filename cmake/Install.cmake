@@ -7,9 +7,9 @@ if(PLANESHOW_STATIC)
   install(FILES man/planeshow.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 else()
   install(DIRECTORY man/ DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
-  # The README looks for its pictures in doc/pictures.
-  install(FILES README.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
-  install(DIRECTORY doc/pictures DESTINATION ${CMAKE_INSTALL_DOCDIR}/doc)
+  # The README, and what its links lead to.
+  install(FILES README.md CHANGELOG.md CONTRIBUTING.md LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR})
+  install(DIRECTORY doc DESTINATION ${CMAKE_INSTALL_DOCDIR})
   foreach(command planeshow planeshow-sim)
     install(FILES packaging/planeshow.bash RENAME ${command}
             DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
