@@ -4,19 +4,17 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/setup.sh check
-mapfile -t sources < <(git ls-files '*.cpp')
-mapfile -t headers < <(git ls-files '*.h')
 
 echo "== clang-format"
-clang-format --dry-run --Werror "${sources[@]}" "${headers[@]}"
+git ls-files -z '*.cpp' '*.h' | xargs -0 clang-format --dry-run --Werror
 
 echo "== Building debug"
 cmake --preset debug >/dev/null
 cmake --build --preset debug
 
 echo "== clang-tidy"
-printf '%s\n' "${sources[@]}" |
-  xargs -P "$(nproc)" -n 2 clang-tidy -p build/debug --quiet 2> >(grep -v 'warnings generated' >&2)
+git ls-files -z '*.cpp' |
+  xargs -0 -P "$(nproc)" -n 2 clang-tidy -p build/debug --quiet 2> >(grep -v 'warnings generated' >&2)
 
 echo "== cppcheck"
 cppcheck --quiet --std=c++17 --language=c++ --enable=warning,style,performance,portability \
