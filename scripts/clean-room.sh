@@ -4,7 +4,8 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-suite=${1:?usage: scripts/clean-room.sh bookworm|trixie|sid}
+[ -n "${1-}" ] || { echo "usage: scripts/clean-room.sh bookworm|trixie|sid" >&2 && exit 2; }
+suite=$1
 room=$(mktemp -d)
 root=$room/root
 trap 'rm -rf --one-file-system "$room"' EXIT
