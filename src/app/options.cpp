@@ -21,6 +21,9 @@ void integer_parser(const std::string& text, std::int32_t& value);
 
 #include <cxxopts.hpp>
 
+// Release 2.2.0 lacks this function, and reads the default of a list twice.
+static_assert(noexcept(cxxopts::OptionValue().has_default()), "take cxxopts 2.2.1, not 2.2.0");
+
 // Reads a decimal number, or a hexadecimal one after "0x". Either may start with "-".
 template <>
 void cxxopts::values::integer_parser(const std::string& text, std::int32_t& value) {
