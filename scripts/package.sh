@@ -15,15 +15,14 @@ for preset in arm-release release; do
   rm -rf "build/$preset"/{package,planeshow-*.tar.gz*,planeshow_*.deb*}
   cmake --install "build/$preset" --prefix "build/$preset/package" --strip >/dev/null
 done
-cached() { sed -n "s/^$1:[A-Z]*=//p" build/release/CMakeCache.txt; }
-version=$(cached CMAKE_PROJECT_VERSION)
+version=$(sed -n 's/^CMAKE_PROJECT_VERSION:[A-Z]*=//p' build/release/CMakeCache.txt)
 
 # notices WHAT COMPILER LIBRARY...: prints the licences of the code that is linked in. The option parser's is
 # the first comment of its header. A static library's is in the library's package.
 notices() {
   local library package
   printf '\n\nThe executables contain code of %s. Its licences follow.\n\n' "$1"
-  sed '/\*\//q' "$(cached PLANESHOW_CXXOPTS_HEADER)"
+  sed '/\*\//q' build/release/cxxopts/cxxopts.hpp
   for library in "${@:3}"; do
     package=$(dpkg-query -S "$(realpath "$("$2" -print-file-name="$library")")")
     printf '\n\n==== %s\n\n' "${package%%:*}"

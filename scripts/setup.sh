@@ -19,6 +19,7 @@ case $purpose in
     ;;
 esac
 
+mkdir -p build
 export LC_ALL=C
 as_root=(env DEBIAN_FRONTEND=noninteractive sh -c)
 [ "$(id -u)" = 0 ] || as_root=(sudo "${as_root[@]}")
@@ -28,7 +29,6 @@ for package in "${packages[@]}"; do
 done
 if [ ${#missing[@]} -gt 0 ]; then
   echo "== Installing ${missing[*]}"
-  mkdir -p build
   # First, this repairs what an interrupted run left half installed.
   command="dpkg --configure -a && apt-get update && apt-get install -y --no-install-recommends ${missing[*]}"
   # apt's output goes to a log. The size of a download is shown at once, and the last lines if apt fails.
@@ -39,8 +39,16 @@ if [ ${#missing[@]} -gt 0 ]; then
   }
 fi
 
-# The option parser's header may come from a package on the mirror. apt knows the mirror only if it has its lists.
+# apt knows its mirror only if it has its lists.
 # shellcheck disable=SC2016  # apt's own variable
 mirror() { apt-get indextargets --format '$(REPO_URI)' 'Created-By: Packages' 'Origin: Debian' 'Label: Debian' | head -n 1; }
-[ -f build/deps/cxxopts.hpp ] || [ -n "$(mirror)" ] || "${as_root[@]}" "apt-get update" >/dev/null || true
-cmake -D MIRROR="$(mirror)" -P cmake/Cxxopts.cmake
+# With nothing at the address, cmake only looks for the option parser's header. If this machine has none, a package on
+# the mirror is unpacked where cmake looks, too, before it tries the header's own address.
+if ! PLANESHOW_CXXOPTS_URL=file:///dev/null cmake -P cmake/Cxxopts.cmake >/dev/null 2>&1; then
+  [ -n "$(mirror)" ] || "${as_root[@]}" "apt-get update" >/dev/null || true
+  [ -n "$(mirror)" ] && /usr/lib/apt/apt-helper -o APT::Sandbox::User= download-file \
+    "$(mirror)pool/main/c/cxxopts/libcxxopts-dev_2.2.1-2_amd64.deb" build/cxxopts.deb \
+    SHA256:aa071c1fdb984c3279e811937605b45d50c45291192ace3c5c8c1ed1badf5632 &&
+    dpkg-deb --extract build/cxxopts.deb build/cxxopts && export CMAKE_PREFIX_PATH=$PWD/build/cxxopts/usr
+fi
+cmake -P cmake/Cxxopts.cmake
