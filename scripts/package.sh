@@ -21,7 +21,7 @@ version=$(sed -n 's/^CMAKE_PROJECT_VERSION:[A-Z]*=//p' build/release/CMakeCache.
 # the first comment of its header. A static library's is in the library's package.
 notices() {
   local library package
-  printf '\n\nThe executables contain code of %s. Its licences follow.\n\n' "$1"
+  printf '\n\nThe executables contain code of %s. Their licences follow.\n\n' "$1"
   sed '/\*\//q' build/release/cxxopts/cxxopts.hpp
   for library in "${@:3}"; do
     package=$(dpkg-query -S "$(realpath "$("$2" -print-file-name="$library")")")
