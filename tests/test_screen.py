@@ -77,7 +77,7 @@ NOT_DRAWN = "AFBC data and unknown formats can't be drawn here."
                       "ARGB8888 of 2x2 needs 16 bytes, but the buffer has 8: the missing part is not drawn."),
     "more data than needed": ("-f RGB888", "030201 0504FF 030201",
                               "RGB888 of 2x1 needs 6 bytes, but the buffer has 8: are format and size right?"),
-    "a crop behind the image": ("-c 2,0,0,0", "000000 000000 000000", NOTHING),
+    "a crop behind the image": ("-w 1 -h 2 -c 1,0,0,0", "000000 000000 000000", NOTHING),
     "a window beside the screen": ("-o 40,0,40,20", "000000 000000 000000", NOTHING),
     "a transparent part": ("-c 1,0,0,0", "000000 000000 000000", "every pixel that is shown is transparent."),
     "an unknown format": ("-f NV12", "000000 000000 000000", NOT_DRAWN),
