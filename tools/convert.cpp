@@ -1,6 +1,7 @@
 #include <png.h>
 
 #include <cstring>
+#include <regex>
 #include <utility>
 
 #include "tools/output.h"
@@ -9,11 +10,7 @@ namespace {
 
 // Quotes the text as one word for the shell.
 std::string quoted(const std::string& text) {
-  std::string word = "'";
-  for (const char letter : text) {
-    word += letter == '\'' ? "'\\''" : std::string(1, letter);
-  }
-  return word + "'";
+  return "'" + std::regex_replace(text, std::regex("'"), "'\\''") + "'";
 }
 
 struct Picture {
@@ -21,13 +18,15 @@ struct Picture {
   std::unique_ptr<Pixel[]> pixels;
 };
 
-// libpng calls these two with the path as their pointer. A damaged file is never converted in
-// silence: libpng warns of damage that it tolerates.
+// libpng calls these two with the path as their pointer. It only warns of damage that it tolerates.
 [[noreturn]] void fail(png_structp png, png_const_charp why) {
   throw std::runtime_error(*static_cast<const std::string*>(png_get_error_ptr(png)) + ": " + why);
 }
 
 void warn(png_structp png, png_const_charp what) {
+  if (std::strncmp(what, "IDAT", 4) == 0) {
+    fail(png, what);  // the pixels are damaged
+  }
   complain(*static_cast<const std::string*>(png_get_error_ptr(png)) + ": " + what);
 }
 
@@ -68,11 +67,14 @@ Picture readPicture(const std::string& path) {
   png_structp png =
       png_create_read_struct(PNG_LIBPNG_VER_STRING, const_cast<std::string*>(&path), fail, warn);
   png_infop info = png_create_info_struct(png);
-  const Guard freed([&] { png_destroy_read_struct(&png, &info, nullptr); });
+  const auto destroy = [&](png_structp) { png_destroy_read_struct(&png, &info, nullptr); };
+  const std::unique_ptr<png_struct, decltype(destroy)> owner(png, destroy);
   require(info != nullptr, path);
   png_set_read_fn(png, file.get(), readBytes);
   // Without this, libpng skips a damaged chunk that it can do without.
   png_set_crc_action(png, PNG_CRC_ERROR_QUIT, PNG_CRC_ERROR_QUIT);
+  // Texts and the like, which could fill gigabytes, are passed over.
+  png_set_keep_unknown_chunks(png, PNG_HANDLE_CHUNK_NEVER, nullptr, -1);
   png_read_info(png, info);
   const std::uint32_t width = png_get_image_width(png, info);
   const std::uint32_t height = png_get_image_height(png, info);
