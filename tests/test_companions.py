@@ -127,22 +127,24 @@ def test_standard_output(run):
     assert pathlib.Path("image.raw").read_bytes() == b"123456789" + bytes.fromhex("26c3836100002108")
 
 
-# If there is no room or somebody interrupts, the old file stays and no half-written one is left.
+# If there is no room or somebody interrupts, the old file stays and no half-written one is left. An interrupted program
+# dies of the signal: otherwise a shell would go on with the next round of its loop.
 @needs("all descriptors and limits")
 def test_no_room(run):
-    run("planeshow-testcard RGB565 100x100 image.raw", 1, "planeshow-testcard: image.raw: File too large\n",
+    run("planeshow-testcard RGB565 50x42 image.raw", 1, "planeshow-testcard: image.raw: File too large\n",
         preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (4096, 4096)))
     assert (os.listdir(), pathlib.Path("image.raw").read_bytes()) == (["image.raw"], b"123456789")
 
 
 @needs("all descriptors and limits")
-def test_interrupted(run, build):
-    running = subprocess.Popen([*build.wrap, build.folder / "planeshow-testcard", "RGB565", "30000x30000", "image.raw"])
-    while len(os.listdir()) == 1:
+@table("ending", {"the terminal closes": signal.SIGHUP, "Ctrl-C": signal.SIGINT, "kill": signal.SIGTERM})
+def test_interrupted(run, build, ending):
+    running = subprocess.Popen([*build.wrap, build.folder / "planeshow-testcard", "RGB565", "30000x30000", "image.raw"],
+                               preexec_fn=lambda: signal.signal(ending, signal.SIG_DFL))
+    while running.poll() is None and len(os.listdir()) == 1:
         time.sleep(0.01)
-    running.send_signal(signal.SIGTERM)
-    assert running.wait() == 128 + signal.SIGTERM
-    assert (os.listdir(), pathlib.Path("image.raw").read_bytes()) == (["image.raw"], b"123456789")
+    running.send_signal(ending)
+    assert (running.wait(timeout=100), os.listdir(), os.path.getsize("image.raw")) == (-ending, ["image.raw"], 9)
 
 
 # If the reader has gone, that is an ordinary error.
@@ -150,3 +152,7 @@ def test_no_reader(run):
     reader, writer = os.pipe()
     os.close(reader)
     run("planeshow-testcard --help", 1, "planeshow-testcard: standard output: Broken pipe\n", stdout=writer)
+
+
+def test_version(run):
+    assert run("planeshow-testcard --version").out == "planeshow-testcard 0.1\n"

@@ -29,9 +29,11 @@ inline void replaceFile(const std::string& path, const Fill& fill) {
   unfinished = path.substr(0, path.rfind('/') + 1) + "unfinished." + std::to_string(now);
   for (const int ending : {SIGHUP, SIGINT, SIGTERM}) {
     if (std::signal(ending, SIG_IGN) != SIG_IGN) {
+      // Dies of the signal: only then does a shell end the loop that it runs.
       std::signal(ending, [](int number) {
         unlink(unfinished.c_str());
-        _exit(128 + number);
+        std::signal(number, SIG_DFL);
+        std::raise(number);
       });
     }
   }
