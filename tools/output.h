@@ -1,15 +1,16 @@
 #pragma once
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <chrono>
 #include <functional>
 #include <memory>
+#include <tuple>
+#include <utility>
 
 #include "tools/companion.h"
-#include "tools/guard.h"
 #include "tools/pixel_format.h"
 
 using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
@@ -22,8 +23,9 @@ inline void fillFile(File file, const std::string& path, const Fill& fill) {
   require(std::fclose(file.release()) == 0, path);
 }
 
-// Replaces a file atomically and keeps its permissions; a link is replaced, not followed.
-inline void replaceFile(const std::string& path, const Fill& fill) {
+// Replaces a file atomically and keeps its permissions, and if told so its owner. A link is
+// replaced, not followed.
+inline void replaceFile(const std::string& path, const Fill& fill, bool keepOwner = false) {
   static std::string unfinished;  // for the signal handler
   const auto now = std::chrono::steady_clock::now().time_since_epoch().count();
   unfinished = path.substr(0, path.rfind('/') + 1) + "unfinished." + std::to_string(now);
@@ -37,40 +39,62 @@ inline void replaceFile(const std::string& path, const Fill& fill) {
       });
     }
   }
-  const Guard removed([] { unlink(unfinished.c_str()); });  // renamed before if all went well
   File file(std::fopen(unfinished.c_str(), "wbx"), std::fclose);
-  struct stat there = {};
-  if (file != nullptr && stat(path.c_str(), &there) == 0) {
-    fchmod(fileno(file.get()), there.st_mode & 0777);
+  require(file != nullptr, path);
+  try {
+    struct stat there = {};
+    if (stat(path.c_str(), &there) == 0) {
+      if (keepOwner) {  // as far as it is permitted
+        std::ignore = fchown(fileno(file.get()), there.st_uid, there.st_gid);
+      }
+      fchmod(fileno(file.get()), there.st_mode & 0777);
+    }
+    fillFile(std::move(file), path, fill);
+    require(std::rename(unfinished.c_str(), path.c_str()) == 0, path);
+  } catch (...) {
+    unlink(unfinished.c_str());
+    throw;
   }
-  fillFile(std::move(file), path, fill);
-  require(std::rename(unfinished.c_str(), path.c_str()) == 0, path);
 }
 
 inline bool sameFile(const struct stat& one, const struct stat& other) {
   return one.st_dev == other.st_dev && one.st_ino == other.st_ino;
 }
 
-// Whether standard input, output or error is this file. Its name may then be /dev/stdout, which
-// must not be replaced.
-inline bool isStandard(const struct stat& file) {
-  struct stat standard[3] = {};
-  return std::any_of(standard, standard + 3, [&](struct stat& open) {
-    return fstat(static_cast<int>(&open - standard), &open) == 0 && sameFile(file, open);
-  });
+inline bool hasOpen(int fd, const struct stat& file) {
+  struct stat open = {};
+  return fstat(fd, &open) == 0 && sameFile(file, open);
 }
 
-// Makes or replaces a regular file, or replaces a link to one. Writes directly to anything else: a
-// device, a pipe, or standard output's own file. Returns whether a file of that name is there now.
+// Opens a file that must not be replaced. Standard output's file is not opened a second time, as
+// other programs may write to it before and afterwards: only a duplicate continues where they are.
+inline File openDirectly(const std::string& path, const struct stat& there) {
+  for (const int fd : {STDOUT_FILENO, STDERR_FILENO}) {
+    if (hasOpen(fd, there) && (fcntl(fd, F_GETFL) & O_ACCMODE) != O_RDONLY) {
+      return {fdopen(dup(fd), "wb"), std::fclose};
+    }
+  }
+  // What a regular file has already stays.
+  return {std::fopen(path.c_str(), S_ISREG(there.st_mode) ? "ab" : "wb"), std::fclose};
+}
+
+// Makes or replaces a regular file, or replaces a link to one. Writes directly to anything else,
+// such as a device or a pipe, and to the file of standard input, output or error: its name may be
+// /dev/stdout, which must not be replaced. Returns whether a file of that name is there now.
 inline bool writeFile(const std::string& path, const Fill& fill) {
   struct stat there = {};
-  const bool exists = stat(path.c_str(), &there) == 0;
-  if (exists && (!S_ISREG(there.st_mode) || isStandard(there))) {
-    const char* const mode = isStandard(there) ? "ab" : "wb";  // what was written before stays
-    fillFile(File(std::fopen(path.c_str(), mode), std::fclose), path, fill);
-    return false;
+  if (stat(path.c_str(), &there) == 0) {
+    if (!S_ISREG(there.st_mode) || hasOpen(STDIN_FILENO, there) || hasOpen(STDOUT_FILENO, there) ||
+        hasOpen(STDERR_FILENO, there)) {
+      fillFile(openDirectly(path, there), path, fill);
+      return false;
+    }
+    require(access(path.c_str(), W_OK) == 0, path);
+  } else if (lstat(path.c_str(), &there) == 0) {
+    // It may be /dev/stdout, where /proc is not mounted.
+    throw std::runtime_error(path + ": this is a link to something that can't be found");
   }
-  replaceFile(path, fill);
+  replaceFile(path, fill, true);
   return true;
 }
 
