@@ -74,6 +74,7 @@ def test_converter(run, picture, size, format, memory):
                                        "tRNS: invalid", 0),
     "4 GiB": (png(65536, 16384, 8, GREY, ""), "too large: its pixels would fill 4 GiB or more", 1),
     "cut": (FOUR[:-14], "the file ends too early", 1),
+    "no PNG": (b"123456789", "Not a PNG file; ffmpeg -i PICTURE -frames:v 1 NAME.png makes one", 1),
     "empty": (b"", "the file is empty", 1)})
 @needs("pictures")
 def test_damaged(run, picture, said, status):
@@ -126,6 +127,7 @@ def test_replaced(run):
 @table("number, stream, mode, content", {
     "standard output": (1, "stdout", "r+b", "26c3 8361 0000 2108 39"),
     "standard error": (2, "stderr", "r+b", "26c3 8361 0000 2108 39"),
+    "standard input": (0, "stdin", "rb", "313233343536373839 26c3 8361 0000 2108"),
     "a descriptor for reading": (1, "stdout", "rb", "313233343536373839 26c3 8361 0000 2108")})
 @needs("pictures")
 def test_standard_output(run, number, stream, mode, content):

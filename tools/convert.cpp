@@ -20,7 +20,9 @@ struct Picture {
 
 // libpng calls these two with the path as their pointer. It only warns of damage that it tolerates.
 [[noreturn]] void fail(png_structp png, png_const_charp why) {
-  throw std::runtime_error(*static_cast<const std::string*>(png_get_error_ptr(png)) + ": " + why);
+  const bool otherKind = std::strcmp(why, "Not a PNG file") == 0;
+  throw std::runtime_error(*static_cast<const std::string*>(png_get_error_ptr(png)) + ": " + why +
+                           (otherKind ? "; ffmpeg -i PICTURE -frames:v 1 NAME.png makes one" : ""));
 }
 
 void warn(png_structp png, png_const_charp what) {

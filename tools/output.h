@@ -71,7 +71,9 @@ inline bool hasOpen(int fd, const struct stat& file) {
 inline File openDirectly(const std::string& path, const struct stat& there) {
   for (const int fd : {STDOUT_FILENO, STDERR_FILENO}) {
     if (hasOpen(fd, there) && (fcntl(fd, F_GETFL) & O_ACCMODE) != O_RDONLY) {
-      return {fdopen(dup(fd), "wb"), std::fclose};
+      const int own = dup(fd);
+      require(own != -1, path);
+      return {fdopen(own, "wb"), std::fclose};
     }
   }
   // What a regular file has already stays.
