@@ -44,10 +44,8 @@ void startLog() {
   }
   // If the output goes to the log's own file, it must not overwrite the log's lines.
   struct stat log = {};
-  struct stat output = {};
   for (const int fd : {STDOUT_FILENO, STDERR_FILENO}) {
-    if (stat(settings().log.c_str(), &log) == 0 && fstat(fd, &output) == 0 &&
-        sameFile(log, output)) {
+    if (stat(settings().log.c_str(), &log) == 0 && hasOpen(fd, log)) {
       fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) | O_APPEND);
     }
   }
