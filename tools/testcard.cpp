@@ -6,15 +6,20 @@
 
 namespace {
 
-constexpr Colour kBlack{0, 0, 0};
-constexpr Colour kBlue{0, 0, 255};
-constexpr Colour kGreen{0, 255, 0};
-constexpr Colour kCyan{0, 255, 255};
-constexpr Colour kRed{255, 0, 0};
-constexpr Colour kMagenta{255, 0, 255};
-constexpr Colour kYellow{255, 255, 0};
-constexpr Colour kWhite{255, 255, 255};
-constexpr Colour kBars[] = {kWhite, kYellow, kCyan, kGreen, kMagenta, kRed, kBlue, kBlack};
+constexpr Pixel grey(std::int64_t value) {
+  const auto level = static_cast<std::uint8_t>(value);
+  return {{level, level, level}, 255};
+}
+
+constexpr Pixel kBlack = grey(0);
+constexpr Pixel kBlue{{0, 0, 255}, 255};
+constexpr Pixel kGreen{{0, 255, 0}, 255};
+constexpr Pixel kCyan{{0, 255, 255}, 255};
+constexpr Pixel kRed{{255, 0, 0}, 255};
+constexpr Pixel kMagenta{{255, 0, 255}, 255};
+constexpr Pixel kYellow{{255, 255, 0}, 255};
+constexpr Pixel kWhite = grey(255);
+constexpr Pixel kBars[] = {kWhite, kYellow, kCyan, kGreen, kMagenta, kRed, kBlue, kBlack};
 
 // Three columns by five rows, the top left pixel in the highest of 15 bits.
 struct Glyph {
@@ -27,13 +32,14 @@ constexpr Glyph kGlyphs[] = {
     {'A', 025755}, {'B', 065656}, {'G', 034553}, {'R', 065655}, {'x', 005250},
 };
 
-// The card, from top to bottom: bars, a ramp from black to white, a line of text.
+// The card, from top to bottom: bars, a ramp from black to white, the same ramp made by alpha, a
+// chess board of single pixels beside columns of red and blue, a line of text.
 class Card {
  public:
   Card(std::int64_t width, std::int64_t height, std::string text)
       : mWidth(width), mHeight(height), mText(std::move(text)) {}
 
-  Colour at(std::int64_t x, std::int64_t y) const {
+  Pixel at(std::int64_t x, std::int64_t y) const {
     if (x == 0 || y == 0 || x == mWidth - 1 || y == mHeight - 1) {
       return kWhite;
     }
@@ -55,7 +61,7 @@ class Card {
  private:
   // A full red square, a green frame, a blue triangle and a yellow diagonal: the corners can be
   // told apart in a mirrored or turned picture, even if its colours are wrong.
-  Colour mark(bool left, bool top, std::int64_t fromSide, std::int64_t fromEdge) const {
+  Pixel mark(bool left, bool top, std::int64_t fromSide, std::int64_t fromEdge) const {
     if (left && top) {
       return kRed;
     }
@@ -71,13 +77,26 @@ class Card {
     return (fromSide - fromEdge) * (fromSide - fromEdge) * 25 < mMark * mMark ? kYellow : kBlack;
   }
 
-  Colour background(std::int64_t x, std::int64_t y) const {
+  Pixel background(std::int64_t x, std::int64_t y) const {
     if (y < mHeight * 3 / 5) {
-      return kBars[x * 8 / mWidth];
+      const std::int64_t bar = x * 8 / mWidth;
+      if (y >= mHeight / 2 && (bar == 0 || bar == 7)) {
+        // At the foot of white and black, small steps: a range that is cut or squeezed loses some.
+        const std::int64_t step = x * 32 / mWidth % 4 * 8;
+        return grey(bar == 0 ? 255 - step : step);
+      }
+      return kBars[bar];
     }
     if (y < mHeight * 4 / 5) {
-      const auto grey = static_cast<std::uint8_t>(x * 255 / (mWidth - 1));
-      return {grey, grey, grey};
+      // On black, both halves look the same. The lower one lets anything else shine through.
+      const auto level = static_cast<std::uint8_t>(x * 255 / (mWidth - 1));
+      return y < mHeight * 7 / 10 ? grey(level) : Pixel{kWhite.colour, level};
+    }
+    if (y < mHeight * 17 / 20) {
+      if (x < mWidth / 2) {
+        return (x + y) % 2 == 0 ? kWhite : kBlack;
+      }
+      return x % 2 == 0 ? kRed : kBlue;
     }
     return inText(x, y) ? kWhite : kBlack;
   }
@@ -86,7 +105,7 @@ class Card {
     const auto columns = static_cast<std::int64_t>(mText.size()) * 4;
     const std::int64_t scale = std::min((mWidth - 2 * mMark) / columns, mHeight / 40);
     const std::int64_t left = (mWidth - columns * scale) / 2;
-    const std::int64_t top = mHeight * 9 / 10 - scale * 5 / 2;
+    const std::int64_t top = (mHeight * 37 / 20 - 5 * scale) / 2;
     if (scale == 0 || x < left || y < top || x >= left + columns * scale || y >= top + 5 * scale) {
       return false;
     }
@@ -116,9 +135,8 @@ void run(char** argv) {
         size + ": the size is WIDTHxHEIGHT, both 1 or more, and a card has less than 4 GiB");
   }
   const Card card(width, height, std::string(format.name) + " " + size);
-  writeRawFile(argv[3], format, width, height, [&](std::int64_t x, std::int64_t y) {
-    return Pixel{card.at(x, y), 255};
-  });
+  const auto pixelAt = [&](std::int64_t x, std::int64_t y) { return card.at(x, y); };
+  writeRawFile(argv[3], format, width, height, pixelAt);
 }
 
 }  // namespace
