@@ -1,10 +1,11 @@
 # Everything that simulator/ and tools/ do not install themselves.
 install(TARGETS planeshow)
 if(PLANESHOW_STATIC)
-  # Everything goes into one folder, which is then copied to a device.
+  # Everything goes into one folder. Its bin is then copied to a device.
   install(FILES LICENSE DESTINATION .)
   install(FILES doc/README.device RENAME README DESTINATION .)
   install(FILES man/planeshow.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+  install(DIRECTORY doc/ DESTINATION doc PATTERN README.device EXCLUDE)
 else()
   install(DIRECTORY man/ DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
   # The README, and what its links lead to.

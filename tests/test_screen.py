@@ -3,6 +3,7 @@
 import fcntl
 import os
 import pathlib
+import re
 import resource
 import subprocess
 
@@ -29,23 +30,14 @@ def colours(picture, *points):
     return " ".join("%02X%02X%02X" % picture.getpixel(point) for point in points)
 
 
-# The commands make the pictures of the README, which a person has looked at.
-@table("size, runs", {
-    "card-ARGB8888": ("320x180", ["-i ARGB8888 -w 320 -h 180 -o 0,0,320,180"]),
-    "card-RGB888": ("320x180", ["-i RGB888 -f RGB888 -w 320 -h 180 -o 0,0,320,180"]),
-    "card-RGB565": ("320x180", ["-i RGB565 -f RGB565 -w 320 -h 180 -o 0,0,320,180"]),
-    "crop-in-window": ("640x360", ["-i ARGB8888 -w 320 -h 180 -c 160,90,0,0 -o 40,30,400,300"]),
-    "two-channels": ("640x360", ["-i RGB888 -f RGB888 -w 320 -h 180 -t 0 -o 0,0,640,360",
-                                 "-i RGB565 -f RGB565 -w 320 -h 180 -o 280,140,320,180"]),
-    "one-blanked": ("640x360", ["-i RGB888 -f RGB888 -w 320 -h 180 -t 0 -o 0,0,640,360",
-                                "-i RGB565 -f RGB565 -w 320 -h 180", "--blank"])})
-def test_pictures(run, screen, request, size, runs):
-    for format in "ARGB8888", "RGB888", "RGB565":
-        run(f"planeshow-testcard {format} 320x180 {format}")
-    for arguments in runs:
-        picture = screen(arguments, size)
-    drawn_before = Image.open(SOURCE / "doc/pictures" / f"{request.node.callspec.id}.png")
-    assert picture.tobytes() == drawn_before.tobytes()
+# The script makes the pictures that a person has looked at, those that the texts show and no others.
+def test_pictures(build, tmp_path):
+    subprocess.run([SOURCE / "scripts/pictures.sh", tmp_path, build.folder], check=True)
+    drawn, looked_at = [{path.name: Image.open(path).tobytes() for path in folder.glob("*.png")}
+                        for folder in (tmp_path, SOURCE / "doc/pictures")]
+    texts = "".join((SOURCE / text).read_text() for text in ("README.md", "doc/wrong-pictures.md"))
+    assert sorted(drawn) == sorted(looked_at) == sorted(set(re.findall(r"pictures/([\w-]+\.png)", texts)))
+    assert [name for name in drawn if drawn[name] != looked_at[name]] == []
 
 
 # The lower right part of 3x4 pixels, in a window that is partly off the screen.
