@@ -6,7 +6,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 pictures=$(realpath "${1:-doc/pictures}")
-PATH=$PWD/scripts:$(realpath -e "${2:-build/release}"):$PATH
+PATH=$(realpath -e "${2:-build/release}"):$PATH
 folder=$(mktemp -d)
 trap 'rm -r "$folder"' EXIT
 cd "$folder"
@@ -39,7 +39,7 @@ printf '\0\200\377' >orange
 picture card-over-orange 320x180 -i orange -f RGB888 -w 1 -h 1 -t 0 -o 0,0,320,180
 picture card-over-orange 320x180 -i card.ARGB8888 -o 0,0,320,180
 picture wrong-overscan 320x180 -i card.RGB888 -f RGB888 -o -12,-7,344,194
-faults.py
+python3 "$OLDPWD/scripts/faults.py"
 for file in wrong-*; do picture "${file%.*}" 320x180 -i "$file" -f "${file#*.}" -o 0,0,320,180; done
 
 picture two-channels 640x360 -i card.RGB888 -f RGB888 -t 0 -o 0,0,640,360
