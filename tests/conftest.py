@@ -48,8 +48,8 @@ def pytest_configure(config):
 def build(request):
     folder = request.config.getoption("--build").resolve()
     elf = (folder / "planeshow").read_bytes()
-    bits, arm = 32 * elf[4], elf[18] == 40  # the ELF header's class (1 or 2) and machine
-    wrap = os.environ.get("WRAP", "").split()
+    # In an ELF header, byte 4 is the class, 1 or 2, and byte 18 the machine.
+    bits, arm, wrap = 32 * elf[4], elf[18] == 40, os.environ.get("WRAP", "").split()
     has = {f"{bits} bits", "ARM" if arm else "pictures"}
     # Valgrind keeps some descriptors and memory for itself, and a sanitizer needs a descriptor for a moment.
     has |= set() if wrap else {"all descriptors and limits"}

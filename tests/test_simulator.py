@@ -5,7 +5,7 @@ import re
 import resource
 import subprocess
 
-from conftest import NO_BUFFER, SOURCE, needs, table
+from conftest import SOURCE, needs, table
 
 
 # The result is followed by the out-parameter, and for a submission by the record's out value.
