@@ -19,8 +19,6 @@ rm -f build/demo/devices.log
 export PLANESHOW_SIM_LOG=build/demo/devices.log PLANESHOW_SIM_STATE=build/demo
 build/release/planeshow-sim -i build/demo/card.argb -w 1280 -h 720 --debug
 
-echo
-echo "== The calls that planeshow made on the image and the devices: build/demo/devices.log"
+printf '\n== The calls that planeshow made on the image and the devices: build/demo/devices.log\n'
 cat build/demo/devices.log
-echo
-echo "== The screen as the display engine would show it is build/demo/screen.png. The programs are in build/release."
+printf '\n== The screen as the display engine would show it is build/demo/screen.png. The programs are in build/release.\n'
