@@ -122,7 +122,6 @@ def filled(*numbers):
 @table("command, log, prepare", {
     "full": ("planeshow-sim -i image.raw", SHOWN, lambda: os.dup2(os.open("/dev/full", os.O_WRONLY), 1)),
     "closed": ("planeshow-sim -i image.raw", filled(1) + SHOWN, lambda: os.close(1)),
-    "no input": ("planeshow-sim -i image.raw", filled(0) + SHOWN, lambda: os.close(0)),
     "all closed": ("planeshow-sim -i image.raw", filled(0, 1, 2) + SHOWN, lambda: os.closerange(0, 3)),
     "a pipe that nobody reads": ("planeshow-sim -i image.raw", SHOWN, lambda: os.dup2(os.pipe()[1], 1)),
     "a file at its limit": ("SIM_LOG= planeshow-sim --blank", [], lambda: (

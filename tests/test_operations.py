@@ -36,8 +36,8 @@ ALLOC = "*alloc {len=9 *} = 0 {fd=*}"
         "probe image=image.raw", ["image = 0 3 '123456789'"],
         ["stat *", "open image.raw O_RDONLY = 3", "mmap 3: 9 bytes r- shared = 0", "close 3 = 0", "munmap 9 bytes = 0"]),
     "no image": (
-        "probe image=none image=.", ["image = -22 -1 ''", "image = -1 -1 ''"],
-        ["stat none = -1 ENOENT", "stat . = 0", "open . O_RDONLY = 3", "mmap 3: * = -1 ENODEV", "close 3 = 0"]),
+        "SIM_FAIL=open:EIO:1 probe image=none image=image.raw image=.", ["image = -22 -1 ''"] * 2 + ["image = -1 -1 ''"],
+        ["stat none = -1 ENOENT", "stat image.raw = 0", "open image.raw O_RDONLY = -1 EIO", "stat . = 0", "open . O_RDONLY = 3", "mmap 3: * = -1 ENODEV", "close 3 = 0"]),
     "a buffer": (
         "probe buffer=7,9", ["buffer = 0 4 9 7 mapped, then 5 9 8 mapped, then -1 0 0 mapped"],
         [ION, PROBE, ALLOC, "mmap * = 0", ALLOC, "mmap * = 0", "close 5 = 0", "close 3 = 0"]),
@@ -45,9 +45,6 @@ ALLOC = "*alloc {len=9 *} = 0 {fd=*}"
         "SIM_FAIL=mmap:EIO:2 probe buffer=7,9",
         ["buffer = -1 4 9 7 mapped, then 5 9 8 MAP_FAILED, then -1 0 0 MAP_FAILED"],
         [ION, PROBE, ALLOC, "mmap * = 0", ALLOC, "mmap * = -1 EIO", "close 5 = 0", "close 3 = 0"]),
-    "the display is opened once": (
-        "SIM_GE2D=absent probe fastlogo=1 blank=1,0 submit=0,0", ["fastlogo = -1", "blank = -1", "submit = -1 -1 -1"],
-        ["open * = -1 ENOENT", *["ioctl -1 * = -1 EBADF"] * 3]),
     "unknown channels": (
         "probe submit=0,2 submit=0,4294967295", ["submit = -1 -7 99", "submit = -1 -7 99"], []),
     "the driver's number": (

@@ -62,23 +62,23 @@ NOTHING = "nothing of the layer is on the screen: are window and crop right?"
 NOT_DRAWN = "AFBC data and unknown formats can't be drawn here."
 
 
-# What is odd about a layer of two pixels, the second transparent, is said in a line.
+# What is odd about a layer of three pixels, the last one transparent, is said in a line.
 @table("arguments, shown, said", {
     "all fits": ("", "030201 000000 030201", ""),
     "short of data": ("-h 2", "030201 000000 000000",
-                      "ARGB8888 of 2x2 needs 16 bytes, but the buffer has 8: the missing part is not drawn."),
-    "more data than needed": ("-f RGB888", "030201 0504FF 030201",
-                              "RGB888 of 2x1 needs 6 bytes, but the buffer has 8: are format and size right?"),
-    "a crop behind the image": ("-w 1 -h 2 -c 1,0,0,0", "000000 000000 000000", NOTHING),
-    "a window beside the screen": ("-o 40,0,40,20", "000000 000000 000000", NOTHING),
-    "a transparent part": ("-c 1,0,0,0", "000000 000000 000000", "every pixel that is shown is transparent."),
+                      "ARGB8888 of 3x2 needs 24 bytes, but the buffer has 12: the missing part is not drawn."),
+    "more data than needed": ("-f RGB888", "030201 07FF06 030201",
+                              "RGB888 of 3x1 needs 9 bytes, but the buffer has 12: are format and size right?"),
+    "a crop behind the image": ("-w 1 -h 3 -c 1,0,0,0", "000000 000000 000000", NOTHING),
+    "a window beside the screen": ("-o 60,0,60,20", "000000 000000 000000", NOTHING),
+    "a transparent part": ("-c 2,0,0,0", "000000 000000 000000", "every pixel that is shown is transparent."),
     "an unknown format": ("-f NV12", "000000 000000 000000", NOT_DRAWN),
     "AFBC data": ("--afbc", "000000 000000 000000", NOT_DRAWN)})
 def test_what_is_odd(screen, arguments, shown, said):
-    pathlib.Path("image").write_bytes(bytes((1, 2, 3, 255, 4, 5, 6, 0)))
-    window = "" if "-o" in arguments else "-o 0,0,40,20"
-    picture = screen(f"-i image -w 2 -h 1 {window} {arguments}", "40x20", said and f"planeshow-sim: channel 1: {said}\n")
-    assert colours(picture, (0, 0), (32, 0), (8, 12)) == shown
+    pathlib.Path("image").write_bytes(bytes((1, 2, 3, 255, 4, 5, 6, 255, 7, 8, 9, 0)))
+    window = "" if "-o" in arguments else "-o 0,0,60,20"
+    picture = screen(f"-i image -w 3 -h 1 {window} {arguments}", "60x20", said and f"planeshow-sim: channel 1: {said}\n")
+    assert colours(picture, (0, 0), (40, 0), (0, 12)) == shown
 
 
 # Only what the driver took is kept and drawn. Output and status are the tool's.
@@ -128,6 +128,12 @@ def test_not_drawn(run, make, why):
         preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (4096, 4096)))
     assert not os.path.isfile("screen.png")
     assert not list(pathlib.Path().glob("unfinished.*"))
+
+
+@needs("last descriptor")  # a sanitizer needs memory of its own
+def test_no_memory(run):
+    run("SIM_SCREEN= SIM_STATE=. SIM_SIZE=8192x8192 planeshow-sim --blank", 1, "planeshow-sim: there is not enough memory\n",
+        preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_DATA, (100 << 20, 100 << 20)))
 
 
 WRONG_STATE, USE = "planeshow-sim: PLANESHOW_SIM_STATE=", ": name a folder in PLANESHOW_SIM_STATE\n"
