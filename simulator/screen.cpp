@@ -30,9 +30,9 @@ void drawLayer(const Layer& layer, std::string_view buffer, std::vector<Colour>&
   const std::int64_t height = std::max(layer.buf_height, 0);
   const std::uint64_t needed = static_cast<std::uint64_t>(width * height) * format->bytes;
   if (buffer.size() != needed) {
-    complain(name + format->name + " of " + std::to_string(width) + "x" + std::to_string(height) +
-             " needs " + std::to_string(needed) + " bytes, but the buffer has " +
-             std::to_string(buffer.size()) +
+    complain(name + format->name + " of " + std::to_string(layer.buf_width) + "x" +
+             std::to_string(layer.buf_height) + " needs " + std::to_string(needed) +
+             " bytes, but the buffer has " + std::to_string(buffer.size()) +
              (buffer.size() < needed ? ": the missing part is not drawn."
                                      : ": are format and size right?"));
   }

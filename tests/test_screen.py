@@ -65,8 +65,8 @@ NOT_DRAWN = "AFBC data and unknown formats can't be drawn here."
 # What is odd about a layer of three pixels, the last one transparent, is said in a line.
 @table("arguments, shown, said", {
     "all fits": ("", "030201 000000 030201", ""),
-    "short of data": ("-h 2", "030201 000000 000000",
-                      "ARGB8888 of 3x2 needs 24 bytes, but the buffer has 12: the missing part is not drawn."),
+    "short of data": ("-h 2000", "030201 000000 000000",
+                      "ARGB8888 of 3x2000 needs 24000 bytes, but the buffer has 12: the missing part is not drawn."),
     "more data than needed": ("-f RGB888", "030201 07FF06 030201",
                               "RGB888 of 3x1 needs 9 bytes, but the buffer has 12: are format and size right?"),
     "a crop behind the image": ("-w 1 -h 3 -c 1,0,0,0", "000000 000000 000000", NOTHING),

@@ -11,8 +11,7 @@ from conftest import SOURCE, needs, table
 # The result is followed by the out-parameter, and for a submission by the record's out value.
 @table("settings, calls, results", {
     "a modern request on a legacy kernel": ("SIM_ION=legacy SIM_FAIL=free:ENOTTY", "alloc_fd=9", ["alloc_fd = -25 -7"]),
-    "the lowest handle, a freed one's too, or none": (
-        "SIM_ION=legacy", "alloc=9 alloc_fd=9 alloc=9 alloc=0",
+    "the lowest handle, a freed one's too, or none": ("SIM_ION=legacy", "alloc=9 alloc_fd=9 alloc=9 alloc=0",
         ["alloc = 0 1", "alloc_fd = 0 4", "alloc = 0 2", "alloc = -22 -7"]),
     "two buffers use up the memory": (
         "SIM_MEMORY=12288", "alloc_fd=4097 alloc_fd=4097 alloc_fd=4096 alloc_fd=1",
