@@ -34,7 +34,7 @@ elseif(NOT PLANESHOW_CXXOPTS_DIR AND NOT header STREQUAL "${deps}/cxxopts.hpp")
   if(header)
     file(COPY_FILE "${header}" "${deps}.hpp")
   else()
-    message(STATUS "Fetching ${address}\n   If this fails, put the cxxopts.hpp of release 2.2.1 into ${deps}, \
+    message(STATUS "Fetching ${address}\n   If this fails, put the cxxopts.hpp of release 2.2.1, not 2.2.0, into ${deps}, \
 or export PLANESHOW_CXXOPTS_DIR, its folder, or PLANESHOW_CXXOPTS_URL, its address.")
     # A fresh machine has no certificates to check the connection with. The SHA-256 sum checks the content.
     file(DOWNLOAD "${address}" "${deps}.hpp" EXPECTED_HASH SHA256=${sum} TIMEOUT 60 TLS_VERIFY OFF)

@@ -10,8 +10,8 @@ PATH=$(realpath -e "${2:-build/release}"):$PATH
 folder=$(mktemp -d)
 trap 'rm -r "$folder"' EXIT
 cd "$folder"
-unset "${!PLANESHOW_SIM_@}"
-export PLANESHOW_SIM_STATE=.
+unset "${!PLANESHOW_SIM_@}" XDG_STATE_HOME
+export PLANESHOW_SIM_STATE=. HOME=$folder
 
 # picture NAME SIZE ARGUMENTS...: keeps the screen as it is after one more run. Most images have 320x180 pixels.
 picture() { PLANESHOW_SIM_SIZE=$2 ${WRAP-} planeshow-sim -w 320 -h 180 "${@:3}" >/dev/null && cp screen.png "$pictures/$1.png"; }

@@ -44,7 +44,7 @@ fi
 mirror() { apt-get indextargets --format '$(REPO_URI)' 'Created-By: Packages' 'Origin: Debian' 'Label: Debian' | head -n 1; }
 # With nothing at the address, cmake only looks for the option parser's header. If this machine has none, a package on
 # the mirror is unpacked where cmake looks, too, before it tries the header's own address.
-if ! PLANESHOW_CXXOPTS_URL=file:///dev/null cmake -P cmake/Cxxopts.cmake >/dev/null 2>&1; then
+if [ -z "${PLANESHOW_CXXOPTS_DIR-}" ] && ! PLANESHOW_CXXOPTS_URL=file:///dev/null cmake -P cmake/Cxxopts.cmake >/dev/null 2>&1; then
   [ -n "$(mirror)" ] || "${as_root[@]}" "apt-get update" >/dev/null || true
   [ -n "$(mirror)" ] && /usr/lib/apt/apt-helper -o APT::Sandbox::User= download-file \
     "$(mirror)pool/main/c/cxxopts/libcxxopts-dev_2.2.1-2_amd64.deb" build/cxxopts.deb \

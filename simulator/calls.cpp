@@ -26,7 +26,6 @@ decltype(mmap64) __real_mmap64;
 decltype(munmap) __real_munmap;
 decltype(dup) __real_dup;
 decltype(close) __real_close;
-decltype(ioctl) __real_ioctl;
 }
 
 namespace {
@@ -83,7 +82,7 @@ extern "C" int __wrap_open(const char* path, int flags, mode_t mode) {
   const std::string call = std::string("open ") + path + " " + access[flags & O_ACCMODE] +
                            ((flags & O_CLOEXEC) != 0 ? "|O_CLOEXEC" : "") +
                            (others != 0 ? "|" + std::to_string(others) : "");
-  const bool device = toolRuns && sim::isDevice(path);
+  const bool device = sim::isDevice(path);
   return logged(call, fails("open") ? -1
                       : device      ? sim::openDevice(path)
                                     : __real_open(path, flags, mode));
@@ -93,7 +92,7 @@ extern "C" int __wrap_open64(const char* path, int flags, mode_t mode) {
   return __wrap_open(path, flags | O_LARGEFILE, mode);
 }
 
-// An open without a mode in a fortified build.
+// An open without a mode in a fortified build, by clang with a newer C library.
 extern "C" int __wrap___open_2(const char* path, int flags) { return __wrap_open(path, flags, 0); }
 
 extern "C" int __wrap_stat(const char* path, struct stat* status) {
@@ -140,10 +139,8 @@ extern "C" int __wrap_close(int fd) {
   return logged(call, fails("close") ? -1 : result);
 }
 
+// Only the tool makes requests.
 extern "C" int __wrap_ioctl(int fd, unsigned long code, void* record) {
-  if (!toolRuns) {
-    return __real_ioctl(fd, code, record);
-  }
   const int before = errno;
   toolRuns = false;
   const int result = sim::answerRequest(fd, static_cast<std::uint32_t>(code), record);

@@ -115,15 +115,15 @@ int answerRequest(int fd, std::uint32_t code, void* record) {
     log += resultText(result);
   } else {
     // Like a driver: copy the record in, work on the copy, copy it out.
-    alignas(std::uint64_t) std::int32_t words[kLargestRecord / 4] = {};
-    std::int32_t before[kLargestRecord / 4] = {};
-    memcpy(words, record, request->size);
-    memcpy(before, record, request->size);
-    result = answer(*request, words);
-    memcpy(record, words, request->size);
-    log += std::string(" ") + request->name + describe(*request, before) + resultText(result);
-    if (result >= 0 || memcmp(words, before, sizeof words) != 0) {
-      log += describe(*request, words, before);
+    std::vector<std::int32_t> words(request->size / sizeof(std::int32_t));
+    memcpy(words.data(), record, request->size);
+    const std::vector<std::int32_t> before = words;
+    result = answer(*request, words.data());
+    memcpy(record, words.data(), request->size);
+    log +=
+        std::string(" ") + request->name + describe(*request, before.data()) + resultText(result);
+    if (result >= 0 || words != before) {
+      log += describe(*request, words.data(), before.data());
     }
   }
   logLine(log);

@@ -20,8 +20,6 @@ std::size_t bufferLength(const std::string& name);
 // at once, as from an allocator.
 int makeFile(const std::string& name, std::uint64_t backed);
 
-constexpr std::size_t kLargestRecord = 80;  // bytes: the layer
-
 // A request that a driver knows.
 struct Request {
   const char* device;

@@ -15,7 +15,7 @@ namespace {
 
 std::vector<Fault> faults;
 
-// The number of an errno's name, or 0.
+// The number of an errno's name, or 0. No errno is above 199.
 int errnoOf(const std::string& name) {
   int error = 199;
   while (error > 0 && (strerrorname_np(error) == nullptr || name != strerrorname_np(error))) {
@@ -26,7 +26,7 @@ int errnoOf(const std::string& name) {
 
 // Whether the tool makes this call, or the chosen devices have this request, and whether that can
 // give this answer.
-bool canMeet(const Fault& fault) {
+bool canHappen(const Fault& fault) {
   const char* const calls[] = {"open", "stat", "mmap", "munmap", "dup", "close"};
   if (std::find(std::begin(calls), std::end(calls), fault.call) != std::end(calls)) {
     return fault.result < 0;
@@ -53,7 +53,7 @@ Fault parseFault(const std::string& text) {
     use.resize(use.size() - (fault.andFollowing ? 1 : 0));
     right = right && parseNumber(use, fault.first);
   }
-  if (!right || !canMeet(fault)) {
+  if (!right || !canHappen(fault)) {
     reject("FAIL", text, "not call:answer[:n[+]] with an answer that the chosen devices can give");
   }
   return fault;
@@ -72,7 +72,7 @@ const Fault* nextFault(const std::string& call) {
   const Fault* triggered = nullptr;
   for (Fault& fault : faults) {
     if (fault.call == call && ++fault.seen >= fault.first &&
-        (fault.seen == fault.first || fault.andFollowing) && triggered == nullptr) {
+        (fault.seen == fault.first || fault.andFollowing)) {
       triggered = &fault;
     }
   }

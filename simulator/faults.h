@@ -9,7 +9,7 @@ struct Fault {
   std::string call;
   int result = 0;  // the negated errno that it fails with, or what it returns after its work
   bool noDescriptor = false;  // it succeeds with the descriptor -1
-  unsigned first = 1;         // the first use that meets the fault, from 1
+  unsigned first = 1;         // the first use that triggers it, from 1
   bool andFollowing = true;
   unsigned seen = 0;
 };

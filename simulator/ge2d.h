@@ -3,8 +3,6 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "simulator/devices.h"
-
 namespace sim {
 
 // The layer record as the display driver receives it. This is deliberately not the tool's own
@@ -17,7 +15,7 @@ struct Layer {
   std::int32_t crop_x, crop_y, crop_w, crop_h;
   std::int32_t dma_buf_fd, param_e, out_value;
 };
-static_assert(sizeof(Layer) == kLargestRecord);
+static_assert(sizeof(Layer) == 80);
 
 constexpr unsigned kChannels = 2;
 

@@ -29,8 +29,6 @@ struct Share {
 
 constexpr std::uint64_t wholePages(std::uint64_t bytes) { return (bytes + 4095) / 4096 * 4096; }
 
-static_assert(sizeof(LegacyAlloc) <= kLargestRecord);  // the longest of these
-
 std::uint64_t used = 0;  // bytes
 unsigned buffers = 0;
 // The name of each handle's buffer. The memory is made when the handle is shared: as in a kernel,

@@ -45,7 +45,7 @@ void startLog() {
   // If the output goes to the log's own file, it must not overwrite the log's lines.
   struct stat log = {};
   for (const int fd : {STDOUT_FILENO, STDERR_FILENO}) {
-    if (stat(settings().log.c_str(), &log) == 0 && hasOpen(fd, log)) {
+    if (stat(settings().log.c_str(), &log) == 0 && S_ISREG(log.st_mode) && hasOpen(fd, log)) {
       fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) | O_APPEND);
     }
   }

@@ -5,7 +5,7 @@
 namespace sim {
 
 // Makes the log's file if it doesn't exist. If it can't be written, the process ends as with a
-// wrong setting.
+// wrong setting. If it is also the output's file, lets the output append to it.
 void startLog();
 
 // Whether there is a log. Callers compute nothing expensive for a log that isn't there.

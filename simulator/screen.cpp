@@ -6,6 +6,7 @@
 #include <sys/mman.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <vector>
 
 #include "common/uniquefd.h"
@@ -115,8 +116,8 @@ void writePicture(const std::vector<Colour>& screen, const std::string& path) {
 }  // namespace
 
 void drawScreen() {
-  const std::string folder = settings().state + "/";
-  if (settings().state.empty() || (!channels[0].touched && !channels[1].touched)) {
+  const std::filesystem::path folder = settings().state;
+  if (folder.empty() || (!channels[0].touched && !channels[1].touched)) {
     return;
   }
   // Runs that end together take turns, so that the last one draws what all have kept. Where the
@@ -128,21 +129,21 @@ void drawScreen() {
     std::vector<Colour> screen(static_cast<std::size_t>(settings().width) *
                                static_cast<std::size_t>(settings().height));
     for (unsigned number = 0; number < kChannels; ++number) {  // 1 lies over 0
-      const std::string path = folder + "channel" + std::to_string(number) + ".layer";
+      const std::string path = folder / ("channel" + std::to_string(number) + ".layer");
       if (channels[number].touched) {
         keepChannel(channels[number], path);
       }
       drawChannel(path, screen);
     }
-    writePicture(screen, folder + "screen.png");
-    complain("the screen is in " + folder + "screen.png");
+    const std::string picture = folder / "screen.png";
+    writePicture(screen, picture);
+    complain("the screen is in " + picture);
     return;
   } catch (const std::bad_alloc&) {
     complain("there is not enough memory");
   } catch (const std::exception& failure) {
     complain(failure.what());
   }
-  std::fflush(stdout);
   _exit(1);
 }
 

@@ -70,18 +70,18 @@ std::string environment(const char* name) {
 // Makes the default folder for the screen's state if it doesn't exist. It is for the user alone:
 // somebody else who owned it, or a link of its name, could change the pictures.
 std::string defaultFolder() {
-  std::string folder = environment("XDG_STATE_HOME");
-  if (folder.rfind('/', 0) != 0) {
-    const std::string home = environment("HOME");
-    needFolder(home.rfind('/', 0) == 0, "", "HOME is not an absolute path");
-    folder = home + "/.local/state";
+  std::filesystem::path folder = environment("XDG_STATE_HOME");
+  if (!folder.is_absolute()) {
+    const std::filesystem::path home = environment("HOME");
+    needFolder(home.is_absolute(), "", "HOME is not an absolute path");
+    folder = home / ".local/state";
   }
   makeFolders(folder);
-  folder += "/planeshow-sim";
+  folder /= "planeshow-sim";
   struct stat link = {};
   struct stat target = {};
   needFolder(mkdir(folder.c_str(), 0700) == 0 || errno == EEXIST, folder);
-  needFolder(lstat(folder.c_str(), &link) == 0 && stat((folder + "/").c_str(), &target) == 0,
+  needFolder(lstat(folder.c_str(), &link) == 0 && stat((folder / "").c_str(), &target) == 0,
              folder);
   needFolder(link.st_uid == geteuid() && target.st_uid == geteuid(), folder, "it is not your own");
   needFolder(chmod(folder.c_str(), 0700) == 0, folder);

@@ -109,7 +109,7 @@ def test_replaced(screen):
 # Runs that end together take turns at keeping and drawing the screen, by a lock on the state folder.
 def test_runs_take_turns(run):
     folder = os.open(".", os.O_RDONLY)
-    fcntl.flock(folder, fcntl.LOCK_EX)
+    fcntl.flock(folder, fcntl.LOCK_SH)  # an exclusive lock must wait even for this
     with pytest.raises(subprocess.TimeoutExpired):
         run("SIM_SCREEN= SIM_STATE=. planeshow-sim --blank", timeout=1)
     os.close(folder)

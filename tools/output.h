@@ -96,7 +96,7 @@ inline bool writeFile(const std::string& path, const Fill& fill) {
     // It may be /dev/stdout, where /proc is not mounted.
     throw std::runtime_error(path + ": this is a link to something that can't be found");
   }
-  replaceFile(path, fill, true);
+  replaceFile(path, fill, /*keepOwner=*/true);
   return true;
 }
 

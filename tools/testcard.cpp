@@ -32,8 +32,9 @@ constexpr Glyph kGlyphs[] = {
     {'A', 025755}, {'B', 065656}, {'G', 034553}, {'R', 065655}, {'x', 005250},
 };
 
-// The card, from top to bottom: bars, a ramp from black to white, the same ramp made by alpha, a
-// chess board of single pixels beside columns of red and blue, a line of text.
+// The card, from top to bottom: bars with small steps at the foot of white and black, a ramp from
+// black to white, the same ramp made by alpha, a chess board of single pixels beside columns of red
+// and blue, a line of text.
 class Card {
  public:
   Card(std::int64_t width, std::int64_t height, std::string text)
