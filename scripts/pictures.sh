@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # Makes the pictures of README.md and doc/wrong-pictures.md, on small screens:
 #   scripts/pictures.sh [FOLDER [BUILD]]
-# They go into FOLDER, which must exist, by default doc/pictures. The programs are those of BUILD, by default build/release, which
-# scripts/demo.sh makes. They run under WRAP, if that is set, see scripts/check.sh.
+# They go into FOLDER, which must exist, by default doc/pictures. The programs are those of BUILD, by default
+# build/release, which scripts/demo.sh makes. They run under WRAP, if that is set, see scripts/check.sh.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 pictures=$(realpath "${1:-doc/pictures}")
