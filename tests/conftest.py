@@ -5,11 +5,15 @@ import fnmatch
 import itertools
 import os
 import pathlib
+import resource
 import shlex
 import subprocess
 import types
 
 import pytest
+
+# No fault may fill the machine: files of the programs, and their buffers, can't be longer than this.
+resource.setrlimit(resource.RLIMIT_FSIZE, (6 << 30, 6 << 30))
 
 SOURCE = pathlib.Path(__file__).resolve().parent.parent
 
