@@ -40,6 +40,7 @@ def not_allocated(result):
     "map the buffer for the copy": ("modern", "mmap:EIO:3", PROBED + NOT_COPIED),
     "open the display": ("modern", "open:EIO:3", (
         f"{PROBED}svpdev: Open '/dev/ge2d' failed, Input/output error\n{NO_FASTLOGO} dma_buf fd: 3\n{NOT_SHOWN}")),
+    "duplicate": ("modern", "dup:EIO", f"{PROBED} dma_buf fd: -1\n{NOT_SHOWN}"),
     "positive is a failure for the display only": (
         "modern", "alloc:7,fastlogo:5,put:1", PROBED + NO_FASTLOGO + LAYER + NOT_SHOWN),
     "failures that are ignored": ("modern", "munmap:EIO,close:EIO", PROBED + LAYER),
