@@ -48,18 +48,18 @@ void check(const std::string& name, const std::string& value, const std::string&
 }
 
 // Ends the process unless the state can be kept in the folder. Without a reason, it is errno's.
-void needFolder(bool usable, const std::string& folder, const char* why = nullptr) {
+void needFolder(bool usable, const std::filesystem::path& folder, const char* why = nullptr) {
+  const int error = errno;
   if (!usable) {
-    reject("STATE", folder,
-           std::string(why == nullptr ? std::strerror(errno) : why) +
-               ": name a folder in PLANESHOW_SIM_STATE");
+    const std::string cause = why == nullptr ? std::strerror(error) : why;
+    reject("STATE", folder, cause + ": name a folder in PLANESHOW_SIM_STATE");
   }
 }
 
-void makeFolders(const std::string& path) {
+void makeFolders(const std::filesystem::path& path) {
   std::error_code each;  // what counts is the folder at the end
   std::filesystem::create_directories(path, each);
-  needFolder(access((path + "/").c_str(), X_OK) == 0, path);
+  needFolder(access((path / "").c_str(), X_OK) == 0, path);
 }
 
 std::string environment(const char* name) {
